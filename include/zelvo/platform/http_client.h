@@ -1,0 +1,47 @@
+#pragma once
+
+#include <functional>
+#include <optional>
+#include <string>
+#include <utility>
+#include <variant>
+#include <vector>
+
+namespace zelvo {
+
+struct HttpRequest {
+  std::string url;
+  std::vector<std::pair<std::string, std::string>> headers;
+  double timeoutSeconds = 60.0;
+  // Neither a local nor a proxy cache may answer.
+  bool ignoreCaches = false;
+};
+
+// An HTTP answer, whatever its status.
+struct HttpResponse {
+  int statusCode = 0;
+  std::string url;  // the URL that answered
+};
+
+// No HTTP answer: timeout, no connection, TLS failure, refused URL.
+struct HttpError {
+  std::string description;
+  std::string failingUrl;
+};
+
+using HttpResult = std::variant<HttpResponse, HttpError>;
+using HttpCompletion = std::function<void(const HttpResult&)>;
+
+class HttpClient {
+ public:
+  virtual ~HttpClient() = default;
+  // Starts a GET and returns at once. `done` runs exactly once, on a thread of the client's
+  // (not necessarily the caller's, never while startGet holds a lock of the client) and may
+  // start further requests. The response body is discarded. Thread: any.
+  virtual void startGet(HttpRequest request, HttpCompletion done) = 0;
+  // A blocking GET with default timeout and no headers of our own: the body of a 2xx
+  // answer, or nothing for any failure or other status. Thread: any but the main thread.
+  virtual std::optional<std::string> fetch(const std::string& url) = 0;
+};
+
+}  // namespace zelvo

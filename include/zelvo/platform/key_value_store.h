@@ -1,0 +1,25 @@
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "zelvo/value.h"
+
+namespace zelvo {
+
+// The persistent store of the application's preferences, which the library uses for the few
+// values it keeps across launches. A value read back is the value written, bit for bit.
+// Thread: every call is safe from any thread; reads see the latest write of any thread.
+class KeyValueStore {
+ public:
+  virtual ~KeyValueStore() = default;
+  virtual std::optional<Value> get(const std::string& key) const = 0;
+  // Stores `value` (a nil value removes the key). Becomes durable by itself a little later,
+  // or at once with synchronize().
+  virtual void set(const std::string& key, Value value) = 0;
+  virtual void remove(const std::string& key) = 0;
+  // Makes every earlier write durable before returning; false if that failed.
+  virtual bool synchronize() = 0;
+};
+
+}  // namespace zelvo

@@ -1,0 +1,132 @@
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "common/log_gate.h"
+#include "zelvo/location.h"
+#include "zelvo/platform/platform.h"
+#include "zelvo/value.h"
+
+namespace zelvo {
+
+// A ping's parameters: wire key to final value text, in the order they go on the wire.
+// Setting a key that is already present replaces its value in place.
+class PingParameters {
+ public:
+  void set(std::string key, std::string value);
+  const std::string* find(std::string_view key) const;
+  const std::vector<std::pair<std::string, std::string>>& entries() const { return entries_; }
+  std::size_t size() const { return entries_.size(); }
+  friend bool operator==(const PingParameters&, const PingParameters&) = default;
+
+ private:
+  std::vector<std::pair<std::string, std::string>> entries_;
+};
+
+// Sends pings: turns one ping's values into a URL, starts the GET, resends on 202 and 500,
+// locks out for ten minutes on 503, and marks the next ping full on other answers.
+// One object per start of the tracker; answers to requests of a replaced object are ignored.
+// Thread: trackAccountID() on the main thread; answers are handled on the HTTP client's thread.
+class ZVPing : public std::enable_shared_from_this<ZVPing> {
+ public:
+  using StringList = std::optional<std::vector<std::string>>;
+
+  // The values of one ping, named after the keywords of the track call.
+  struct TrackArguments {
+    uint32_t trackAccountID = 0;
+    bool firstPing = false;
+    std::optional<std::string> domain;
+    std::optional<std::string> subDomain;
+    std::optional<std::string> path;
+    std::optional<std::string> title;
+    bool new_ = false;
+    uint32_t decay = 0;
+    std::optional<std::string> userToken;
+    std::optional<std::string> sessionToken;
+    uint32_t dwellTime = 0;
+    double contentHeight = 0.0;
+    double contentWidth = 0.0;
+    double scrollPosition = 0.0;
+    uint32_t maxScrollPosition = 0;
+    std::optional<std::string> lastPath;
+    StringList authors;
+    StringList sections;
+    StringList zones;
+    std::optional<std::string> appReferrer;
+    std::optional<std::string> appid;
+    std::optional<std::string> userAgent;
+    float screenHeight = 0.0f;
+    float screenWidth = 0.0f;
+    std::optional<Location> location;
+    std::optional<std::string> frequency;
+    bool userRead = false;
+    bool userWrote = false;
+    uint32_t engagedSeconds = 0;
+    uint32_t engagedSecondsSinceLastPing = 0;
+    uint32_t pingEndpointVersion = 0;
+    std::optional<std::string> sdkVersion;
+    int64_t siteVisitDepth = 0;
+    std::optional<std::string> siteVisitReferrer;
+    std::optional<std::string> siteVisitUid;
+    std::optional<std::string> subscriptionState;
+    std::optional<std::string> previousSessionToken;
+    std::optional<Value> idSync;  // a dictionary, or nothing
+  };
+
+  // A request kept for resends.
+  struct RequestRecord {
+    PingParameters params;
+    std::string userAgent;
+    int numRetries = 1;
+  };
+
+  ZVPing(std::shared_ptr<Platform> platform, std::shared_ptr<const LogGate> gate);
+
+  // The track call: lock-out test, parameters, send.
+  void trackAccountID(const TrackArguments& arguments);
+
+  std::string getPingUrl(const PingParameters& parameters) const;
+  static std::string appendKey(std::string_view key, std::string_view value, std::string requestString);
+  static std::string encodeAndJoinArray(const StringList& array);
+  // Percent-encodes every byte but A-Z a-z 0-9 - _ . ~ / ; nothing gives "".
+  static std::string urlEncode(const std::optional<std::string>& text);
+  static std::string urlEncode(std::string_view text);
+  // Compact JSON, or nothing (logged through `gate` when given) when it cannot be encoded.
+  static std::optional<std::string> jsonEncode(const Value& object, const LogGate* gate);
+
+  void sendPing(PingParameters params, std::string userAgent, int numRetry);
+  void handlePingRequestResponse(const HttpResponse& response);
+  void handlePingRequestError(const HttpError& error);
+
+  bool referrerSent() const;
+  void setReferrerSent(bool sent);
+  bool usePong() const;
+  void setUsePong(bool use);
+
+  // State, for tests and tools.
+  bool lastWasError() const;
+  std::optional<double> lockOutEnd() const;
+  std::optional<RequestRecord> previousRequest(const std::string& url) const;
+  std::size_t previousRequestCount() const;
+
+ private:
+  std::shared_ptr<Platform> platform_;
+  std::shared_ptr<const LogGate> gate_;
+  // Guards every field below against the HTTP client's completion thread.
+  mutable std::mutex mutex_;
+  bool lastWasError_ = false;
+  std::map<std::string, RequestRecord> previousRequests_;
+  std::optional<double> lockOutEnd_;
+  bool referrerSent_ = false;
+  bool usePong_ = false;
+};
+
+}  // namespace zelvo

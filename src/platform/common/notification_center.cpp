@@ -1,0 +1,79 @@
+#include "zelvo/platform/notification_center.h"
+
+#include <atomic>
+
+namespace zelvo {
+
+struct NotificationCenter::Registration {
+  const void* observer;
+  std::string name;
+  const void* object;
+  Callback callback;
+  // Cleared on removal, so that a delivery already walking an older list skips it.
+  std::atomic<bool> active{true};
+};
+
+NotificationCenter::NotificationCenter() : registrations_(std::make_shared<const Registrations>()) {}
+
+NotificationCenter::~NotificationCenter() = default;
+
+void NotificationCenter::addObserver(const void* observer, std::string name, Callback callback,
+                                     const void* object) {
+  auto registration = std::make_shared<Registration>();
+  registration->observer = observer;
+  registration->name = std::move(name);
+  registration->object = object;
+  registration->callback = std::move(callback);
+  std::lock_guard lock(mutex_);
+  auto next = std::make_shared<Registrations>(*registrations_);
+  next->push_back(std::move(registration));
+  registrations_ = std::move(next);
+}
+
+void NotificationCenter::removeWhere(const std::function<bool(const Registration&)>& match) {
+  std::lock_guard lock(mutex_);
+  auto next = std::make_shared<Registrations>();
+  next->reserve(registrations_->size());
+  for (const auto& r : *registrations_) {
+    if (match(*r)) {
+      r->active.store(false, std::memory_order_release);
+    } else {
+      next->push_back(r);
+    }
+  }
+  registrations_ = std::move(next);
+}
+
+void NotificationCenter::removeObserver(const void* observer) {
+  removeWhere([observer](const Registration& r) { return r.observer == observer; });
+}
+
+void NotificationCenter::removeObserver(const void* observer, std::string_view name) {
+  removeWhere([observer, name](const Registration& r) { return r.observer == observer && r.name == name; });
+}
+
+void NotificationCenter::post(std::string_view name, const void* object, const Value* userInfo) {
+  std::shared_ptr<const Registrations> snapshot;
+  {
+    std::lock_guard lock(mutex_);
+    snapshot = registrations_;
+  }
+  const Notification notification{name, object, userInfo};
+  for (const auto& r : *snapshot) {
+    if (r->name != name) continue;
+    if (r->object != nullptr && r->object != object) continue;
+    if (!r->active.load(std::memory_order_acquire)) continue;
+    r->callback(notification);
+  }
+}
+
+std::size_t NotificationCenter::registrationCount(const void* observer, std::string_view name) const {
+  std::lock_guard lock(mutex_);
+  std::size_t n = 0;
+  for (const auto& r : *registrations_) {
+    if (r->observer == observer && r->name == name) ++n;
+  }
+  return n;
+}
+
+}  // namespace zelvo
