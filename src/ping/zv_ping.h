@@ -1,7 +1,7 @@
 #pragma once
 
 #include <cstdint>
-#include <map>
+#include <deque>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -34,7 +34,10 @@ class PingParameters {
 // Sends pings: turns one ping's values into a URL, starts the GET, resends on 202 and 500,
 // locks out for ten minutes on 503, and marks the next ping full on other answers.
 // One object per start of the tracker; answers to requests of a replaced object are ignored.
-// Thread: trackAccountID() on the main thread; answers are handled on the HTTP client's thread.
+// Make it with std::make_shared: the request completions hold it weakly, and an object that no
+// shared_ptr owns ignores every answer.
+// Thread: trackAccountID() on the main thread; answers are handled on the HTTP client's thread;
+// the properties and getters are safe from any thread.
 class ZVPing : public std::enable_shared_from_this<ZVPing> {
  public:
   using StringList = std::optional<std::vector<std::string>>;
@@ -88,13 +91,19 @@ class ZVPing : public std::enable_shared_from_this<ZVPing> {
     int numRetries = 1;
   };
 
+  // At most this many request records are kept (the newest ones).
+  static constexpr std::size_t kMaxPreviousRequests = 64;
+
   ZVPing(std::shared_ptr<Platform> platform, std::shared_ptr<const LogGate> gate);
 
   // The track call: lock-out test, parameters, send.
   void trackAccountID(const TrackArguments& arguments);
 
+  // Base of the endpoint in use, "k=v" pairs joined by "&", then "&_".
   std::string getPingUrl(const PingParameters& parameters) const;
+  // `requestString` with "&" (unless it is empty), key, "=", value appended; nothing escaped.
   static std::string appendKey(std::string_view key, std::string_view value, std::string requestString);
+  // Each element percent-encoded, joined by ","; nothing or an empty list gives "".
   static std::string encodeAndJoinArray(const StringList& array);
   // Percent-encodes every byte but A-Z a-z 0-9 - _ . ~ / ; nothing gives "".
   static std::string urlEncode(const std::optional<std::string>& text);
@@ -102,8 +111,14 @@ class ZVPing : public std::enable_shared_from_this<ZVPing> {
   // Compact JSON, or nothing (logged through `gate` when given) when it cannot be encoded.
   static std::optional<std::string> jsonEncode(const Value& object, const LogGate* gate);
 
+  // Keeps a record for resends, starts the GET and posts the will-send notification. A ping
+  // whose URL is not a valid https URL is dropped (logged). Takes no lock while it calls
+  // the HTTP client or posts.
   void sendPing(PingParameters params, std::string userAgent, int numRetry);
+  // The answer to a request: 200 posts did-send, 202/500 resend, 503 locks out, others make
+  // the next ping full.
   void handlePingRequestResponse(const HttpResponse& response);
+  // No answer: logged only.
   void handlePingRequestError(const HttpError& error);
 
   bool referrerSent() const;
@@ -118,12 +133,23 @@ class ZVPing : public std::enable_shared_from_this<ZVPing> {
   std::size_t previousRequestCount() const;
 
  private:
+  // Stores `record` under `url` as the newest one, dropping the oldest beyond the bound.
+  // Called with mutex_ held.
+  void rememberRequest(const std::string& url, RequestRecord record);
+  void retry(const std::string& url);
+
   std::shared_ptr<Platform> platform_;
   std::shared_ptr<const LogGate> gate_;
-  // Guards every field below against the HTTP client's completion thread.
+  // Guards every field below against the HTTP client's completion thread. A leaf lock: it is
+  // never held while calling the HTTP client, posting a notification or logging.
   mutable std::mutex mutex_;
   bool lastWasError_ = false;
-  std::map<std::string, RequestRecord> previousRequests_;
+  // URL and record, oldest first. Bounded so that a host running for weeks does not grow it
+  // without limit. That is safe for resends: a record is read only when the answer for its
+  // URL arrives, within the 5-second timeout of its request, and in 5 seconds one object
+  // sends a handful of pings (one per heartbeat period or tracked view, plus at most three
+  // resends each), far fewer than kMaxPreviousRequests.
+  std::deque<std::pair<std::string, RequestRecord>> previousRequests_;
   std::optional<double> lockOutEnd_;
   bool referrerSent_ = false;
   bool usePong_ = false;

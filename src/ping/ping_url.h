@@ -1,0 +1,25 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "common/log_gate.h"
+#include "ping/zv_ping.h"
+
+namespace zelvo {
+
+// The parameters of one ping, in wire order, without sending anything. `full` adds the
+// full-ping keys; "r" is added (and `referrerSent` set) only while `referrerSent` is false.
+// A JSON failure of the identity-sync dictionary is logged through `gate` (may be null).
+PingParameters buildParameters(const ZVPing::TrackArguments& arguments, bool full, bool& referrerSent,
+                               const LogGate* gate);
+
+// `base`, the "k=v" pairs joined by "&", then "&_".
+std::string composePingUrl(std::string_view base, const PingParameters& parameters);
+
+// A floating value as the unsigned 32-bit integer the ping sends: truncated toward zero,
+// 0 for negative values and NaN, and UINT32_MAX for values beyond it (saturating, as the
+// float-to-integer conversion of arm64 does).
+uint32_t truncateToUnsigned32(double value);
+
+}  // namespace zelvo

@@ -1,0 +1,116 @@
+#include <cmath>
+#include <cstdint>
+
+#include "common/format.h"
+#include "ping/ping_url.h"
+
+namespace zelvo {
+namespace {
+
+// Unsigned 32-bit counters go out with "%d", as the signed integer of their bits.
+std::string asWireInt(uint32_t value) { return formatPosix("%d", asSigned32(value)); }
+
+std::string asWireFlag(bool value) { return value ? "1" : "0"; }
+
+std::string orEmpty(const std::optional<std::string>& text) { return text.value_or(std::string()); }
+
+}  // namespace
+
+uint32_t truncateToUnsigned32(double value) {
+  if (!(value > 0.0)) return 0;  // negative, zero and NaN
+  if (value >= 4294967296.0) return UINT32_MAX;
+  return static_cast<uint32_t>(value);
+}
+
+PingParameters buildParameters(const ZVPing::TrackArguments& a, bool full, bool& referrerSent,
+                               const LogGate* gate) {
+  PingParameters p;
+  p.set("h", ZVPing::urlEncode(a.domain));
+  p.set("d", ZVPing::urlEncode(a.subDomain));
+  p.set("g", asWireInt(a.trackAccountID));
+  p.set("j", asWireInt(a.decay));
+  p.set("u", orEmpty(a.userToken));
+  p.set("t", orEmpty(a.sessionToken));
+  p.set("p", ZVPing::urlEncode(a.path));
+  // Dwell time in minutes; the division is done in single precision.
+  p.set("c", formatPosix("%.2f", static_cast<double>(static_cast<float>(a.dwellTime) / 60.0f)));
+  p.set("y", asWireInt(truncateToUnsigned32(a.contentHeight)));
+  p.set("o", asWireInt(truncateToUnsigned32(a.contentWidth)));
+  p.set("x", asWireInt(truncateToUnsigned32(a.scrollPosition)));
+  p.set("m", asWireInt(a.maxScrollPosition));
+  p.set("f", orEmpty(a.frequency));
+  // Exactly one of read, written and idle: writing wins over reading.
+  p.set("R", asWireFlag(a.userRead && !a.userWrote));
+  p.set("W", asWireFlag(a.userWrote));
+  p.set("I", asWireFlag(!a.userRead && !a.userWrote));
+  p.set("E", asWireInt(a.engagedSeconds));
+  p.set("e", asWireInt(a.engagedSecondsSinceLastPing));
+  p.set("Z", asWireInt(a.pingEndpointVersion));
+
+  if (a.siteVisitDepth != 0 && a.siteVisitUid) {
+    p.set("sd", formatPosix("%lld", static_cast<long long>(a.siteVisitDepth)));
+    p.set("sr", orEmpty(a.siteVisitReferrer));
+    p.set("sv", *a.siteVisitUid);
+  }
+  if (a.subscriptionState) p.set("_acct", ZVPing::urlEncode(a.subscriptionState));
+  if (!full) return p;
+
+  p.set("n", asWireFlag(a.new_));
+  p.set("i", ZVPing::urlEncode(a.title));
+  p.set("g0", ZVPing::encodeAndJoinArray(a.sections));
+  p.set("g1", ZVPing::encodeAndJoinArray(a.authors));
+  p.set("g2", ZVPing::encodeAndJoinArray(a.zones));
+  p.set("w", asWireInt(truncateToUnsigned32(a.screenHeight)));
+  p.set("S", asWireInt(truncateToUnsigned32(a.screenWidth)));
+  p.set("lg", a.location ? formatPosix("%f", a.location->longitude) : std::string());
+  p.set("lt", a.location ? formatPosix("%f", a.location->latitude) : std::string());
+  p.set("V", orEmpty(a.sdkVersion));
+  // "v" is decided before "r", so the first full ping of an object carries the app referrer
+  // and the later ones carry the last path instead.
+  if (a.lastPath && !a.lastPath->empty() && referrerSent) p.set("v", ZVPing::urlEncode(a.lastPath));
+  if (!referrerSent) {
+    p.set("r", ZVPing::urlEncode(a.appReferrer));
+    referrerSent = true;
+  }
+  if (a.previousSessionToken) p.set("D", *a.previousSessionToken);
+  const Value::Dictionary* idSync = a.idSync ? a.idSync->asDictionary() : nullptr;
+  if (idSync && !idSync->empty()) {
+    std::optional<std::string> json = ZVPing::jsonEncode(*a.idSync, gate);
+    p.set("_s", ZVPing::urlEncode(json));
+  }
+  return p;
+}
+
+void ZVPing::trackAccountID(const TrackArguments& arguments) {
+  enum class LockOut { kNone, kHolds, kCleared } lockOut = LockOut::kNone;
+  bool full = false;
+  bool referrerSent = false;
+  {
+    std::lock_guard lock(mutex_);
+    if (lockOutEnd_) {
+      if (*lockOutEnd_ - platform_->clock().now() >= 0.0) {
+        lockOut = LockOut::kHolds;
+      } else {
+        lockOut = LockOut::kCleared;
+        lockOutEnd_.reset();
+      }
+    }
+    if (lockOut != LockOut::kHolds) {
+      full = arguments.firstPing || lastWasError_;
+      lastWasError_ = false;
+      referrerSent = referrerSent_;
+      // This ping carries the app referrer if it is full and none went out yet.
+      if (full) referrerSent_ = true;
+    }
+  }
+  if (lockOut == LockOut::kHolds) {
+    gate_->standard([] { return std::string("[ZV]:Lock out mode, not sending pings"); });
+    return;
+  }
+  if (lockOut == LockOut::kCleared) gate_->standard([] { return std::string("[ZV]:Clearing lock out"); });
+
+  PingParameters parameters = buildParameters(arguments, full, referrerSent, gate_.get());
+  sendPing(std::move(parameters), orEmpty(arguments.userAgent), 1);
+}
+
+}  // namespace zelvo

@@ -1,0 +1,150 @@
+#include <algorithm>
+
+#include "common/format.h"
+#include "ping/date_text.h"
+#include "ping/url_check.h"
+#include "ping/zv_ping.h"
+#include "zelvo/constants.h"
+
+namespace zelvo {
+namespace {
+
+constexpr double kPingTimeoutSeconds = 5.0;
+
+Value urlInfo(const std::string& url) {
+  return Value(Value::Dictionary{{kZVDidSendPingRequestNotificationURLKey, Value(url)}});
+}
+
+}  // namespace
+
+ZVPing::ZVPing(std::shared_ptr<Platform> platform, std::shared_ptr<const LogGate> gate)
+    : platform_(std::move(platform)), gate_(std::move(gate)) {}
+
+void ZVPing::sendPing(PingParameters params, std::string userAgent, int numRetry) {
+  std::string url = getPingUrl(params);
+  if (!isValidPingUrl(url)) {
+    gate_->error([&] { return "[ZV]:Dropping ping, its URL is not valid: " + url; });
+    return;
+  }
+  {
+    std::lock_guard lock(mutex_);
+    rememberRequest(url, RequestRecord{std::move(params), userAgent, numRetry});
+  }
+
+  HttpRequest request;
+  request.url = url;
+  request.headers.emplace_back("User-Agent", userAgent);
+  request.timeoutSeconds = kPingTimeoutSeconds;
+  request.ignoreCaches = true;
+  platform_->httpClient().startGet(std::move(request), [weak = weak_from_this()](const HttpResult& result) {
+    std::shared_ptr<ZVPing> self = weak.lock();
+    if (!self) return;  // replaced by a newer start: its answers no longer matter
+    if (const auto* error = std::get_if<HttpError>(&result)) {
+      self->handlePingRequestError(*error);
+    } else {
+      self->handlePingRequestResponse(std::get<HttpResponse>(result));
+    }
+  });
+
+  gate_->standard([&] { return "[ZV]:userAgent: " + userAgent; });
+  gate_->standard([&] { return "[ZV]:Pinging URL: " + url; });
+  Value info = urlInfo(url);
+  platform_->notificationCenter().post(kZVWillSendPingRequestNotification, nullptr, &info);
+}
+
+void ZVPing::rememberRequest(const std::string& url, RequestRecord record) {
+  auto same = std::find_if(previousRequests_.begin(), previousRequests_.end(),
+                           [&](const auto& entry) { return entry.first == url; });
+  if (same != previousRequests_.end()) previousRequests_.erase(same);
+  previousRequests_.emplace_back(url, std::move(record));
+  if (previousRequests_.size() > kMaxPreviousRequests) previousRequests_.pop_front();
+}
+
+void ZVPing::handlePingRequestResponse(const HttpResponse& response) {
+  switch (response.statusCode) {
+    case 200:
+      if (!response.url.empty()) {
+        Value info = urlInfo(response.url);
+        platform_->notificationCenter().post(kZVDidSendPingRequestNotification, nullptr, &info);
+      }
+      return;
+    case 202:  // accepted is not delivered: send again, like a server error
+    case 500:
+      retry(response.url);
+      return;
+    case 503: {
+      double end = platform_->clock().now() + kLockOutTime;
+      {
+        std::lock_guard lock(mutex_);
+        lockOutEnd_ = end;
+      }
+      gate_->error([&] { return "[ZV]:Site over capacity, lock out until: " + describeDate(end); });
+      return;
+    }
+    default:
+      {
+        std::lock_guard lock(mutex_);
+        lastWasError_ = true;
+      }
+      gate_->error([&] {
+        return formatPosix("[ZV]:Got non-200 response code: %ld (", static_cast<long>(response.statusCode)) +
+               response.url + ")";
+      });
+      return;
+  }
+}
+
+void ZVPing::retry(const std::string& url) {
+  std::optional<RequestRecord> record = previousRequest(url);
+  if (!record || record->numRetries > kZVMaxNumberOfRetries) return;
+  sendPing(std::move(record->params), std::move(record->userAgent), record->numRetries + 1);
+}
+
+void ZVPing::handlePingRequestError(const HttpError& error) {
+  gate_->error([&] { return "[ZV]:Ping Error: " + error.description + " (" + error.failingUrl + ")"; });
+}
+
+bool ZVPing::referrerSent() const {
+  std::lock_guard lock(mutex_);
+  return referrerSent_;
+}
+
+void ZVPing::setReferrerSent(bool sent) {
+  std::lock_guard lock(mutex_);
+  referrerSent_ = sent;
+}
+
+bool ZVPing::usePong() const {
+  std::lock_guard lock(mutex_);
+  return usePong_;
+}
+
+void ZVPing::setUsePong(bool use) {
+  std::lock_guard lock(mutex_);
+  usePong_ = use;
+}
+
+bool ZVPing::lastWasError() const {
+  std::lock_guard lock(mutex_);
+  return lastWasError_;
+}
+
+std::optional<double> ZVPing::lockOutEnd() const {
+  std::lock_guard lock(mutex_);
+  return lockOutEnd_;
+}
+
+std::optional<ZVPing::RequestRecord> ZVPing::previousRequest(const std::string& url) const {
+  std::lock_guard lock(mutex_);
+  auto it = std::find_if(previousRequests_.begin(), previousRequests_.end(),
+                         [&](const auto& entry) { return entry.first == url; });
+  if (it == previousRequests_.end()) return std::nullopt;
+  return it->second;
+}
+
+std::size_t ZVPing::previousRequestCount() const {
+  std::lock_guard lock(mutex_);
+  return previousRequests_.size();
+}
+
+}  // namespace zelvo
