@@ -1,0 +1,64 @@
+#pragma once
+
+#include <cstddef>
+#include <memory>
+#include <optional>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "zelvo/platform/http_client.h"
+#include "zelvo/platform/log_sink.h"
+
+namespace zelvo::linux_platform {
+
+class CurlWorker;
+
+struct CurlHttpClientOptions {
+  // A PEM bundle of the certificate authorities to trust instead of the system's.
+  std::optional<std::string> caFile;
+  // Entries "HOST:PORT:ADDR:PORT": connect to ADDR:PORT whenever a URL names HOST:PORT,
+  // while the certificate is still verified against HOST. Lets tests and the demo reach a
+  // local server under the endpoint's real name.
+  std::vector<std::string> connectTo;
+  // The largest body fetch() keeps; a bigger one makes the fetch fail.
+  std::size_t maxBodyBytes = 1024 * 1024;
+  // Where the client reports its own faults (not the outcome of requests, which go to the
+  // caller). Not owned; must outlive the client. May be null.
+  LogSink* log = nullptr;
+};
+
+// HTTPS-only client on libcurl. TLS peer and host verification are always on; redirects
+// are never followed. Requests from startGet() run on one worker thread of the client,
+// where their completions also run.
+//
+// Destruction stops the worker: transfers still in flight are aborted and their
+// completions run (on the worker) with an HttpError whose description is "cancelled", as
+// do requests started while the client is going away. The destructor waits a bounded time
+// for the worker; a worker held up longer (by a completion that blocks) is left to finish
+// on its own. Destroy the client on any thread, including from within a completion.
+class CurlHttpClient : public HttpClient {
+ public:
+  using Options = CurlHttpClientOptions;
+
+  // Never throws; a client whose worker cannot start fails every request.
+  explicit CurlHttpClient(Options options = {});
+  ~CurlHttpClient() override;
+  CurlHttpClient(const CurlHttpClient&) = delete;
+  CurlHttpClient& operator=(const CurlHttpClient&) = delete;
+
+  // Thread: any. `done` runs once on the worker thread (on the calling thread only when
+  // the client is already gone) and may call startGet() again.
+  void startGet(HttpRequest request, HttpCompletion done) override;
+  // Blocks the calling thread (any but the main thread) for up to 60 seconds.
+  std::optional<std::string> fetch(const std::string& url) override;
+
+ private:
+  void log(const std::string& line) const;
+
+  Options options_;
+  std::shared_ptr<CurlWorker> worker_;
+  std::thread thread_;
+};
+
+}  // namespace zelvo::linux_platform

@@ -1,0 +1,127 @@
+#include "platform/linux/curl_transfer.h"
+
+#include <cmath>
+#include <string_view>
+
+namespace zelvo::linux_platform {
+namespace {
+
+// A header or URL with one of these would change the request line or add headers of its
+// own, or be cut short by curl's C strings.
+bool hasLineBreakOrNul(std::string_view text) {
+  return text.find_first_of(std::string_view("\r\n\0", 3)) != std::string_view::npos;
+}
+
+// Curl counts in whole milliseconds and reads 0 as "no limit", so every request keeps a
+// limit of at least a millisecond and at most a day.
+long timeoutMillis(double seconds) {
+  constexpr double kMax = 24.0 * 60 * 60 * 1000;
+  const double millis = seconds * 1000.0;
+  if (!(millis >= 1.0)) return 1;  // also NaN
+  return static_cast<long>(std::llround(std::fmin(millis, kMax)));
+}
+
+}  // namespace
+
+CurlTransfer::CurlTransfer(const CurlHttpClientOptions& options, const HttpRequest& request,
+                           Body body)
+    : url_(request.url), keep_(body), maxBodyBytes_(options.maxBodyBytes) {
+  if (hasLineBreakOrNul(url_)) {
+    setupError_ = HttpError{"malformed URL", url_};
+    return;
+  }
+  easy_ = curl_easy_init();
+  if (easy_ == nullptr) {
+    setupError_ = HttpError{"cannot create a curl handle", url_};
+    return;
+  }
+  set(CURLOPT_ERRORBUFFER, errorBuffer_);
+  set(CURLOPT_URL, url_.c_str());
+  set(CURLOPT_PROTOCOLS_STR, "https");
+  set(CURLOPT_REDIR_PROTOCOLS_STR, "https");
+  set(CURLOPT_FOLLOWLOCATION, 0L);
+  set(CURLOPT_HTTPGET, 1L);
+  set(CURLOPT_SSL_VERIFYPEER, 1L);
+  set(CURLOPT_SSL_VERIFYHOST, 2L);
+  set(CURLOPT_NOSIGNAL, 1L);
+  // Aborting a transfer whose name is still being resolved must not wait for the resolver.
+  set(CURLOPT_QUICK_EXIT, 1L);
+  set(CURLOPT_TIMEOUT_MS, timeoutMillis(request.timeoutSeconds));
+  set(CURLOPT_WRITEFUNCTION, &CurlTransfer::write);
+  set(CURLOPT_WRITEDATA, static_cast<void*>(this));
+  if (options.caFile) {
+    set(CURLOPT_CAINFO, options.caFile->c_str());
+    set(CURLOPT_CAPATH, static_cast<const char*>(nullptr));
+  }
+  for (const std::string& entry : options.connectTo) {
+    curl_slist* next = curl_slist_append(connectTo_, entry.c_str());
+    if (next == nullptr) {
+      setupError_ = error(CURLE_OUT_OF_MEMORY);
+      return;
+    }
+    connectTo_ = next;
+  }
+  if (connectTo_ != nullptr) set(CURLOPT_CONNECT_TO, connectTo_);
+
+  for (const auto& [name, value] : request.headers) addHeader(name + ": " + value);
+  if (request.ignoreCaches) {
+    addHeader("Cache-Control: no-cache");
+    addHeader("Pragma: no-cache");
+  }
+  if (headers_ != nullptr) set(CURLOPT_HTTPHEADER, headers_);
+}
+
+CurlTransfer::~CurlTransfer() {
+  if (easy_ != nullptr) curl_easy_cleanup(easy_);
+  curl_slist_free_all(headers_);
+  curl_slist_free_all(connectTo_);
+}
+
+template <typename Value>
+void CurlTransfer::set(CURLoption option, Value value) {
+  if (setupError_) return;
+  const CURLcode code = curl_easy_setopt(easy_, option, value);
+  if (code != CURLE_OK) setupError_ = error(code);
+}
+
+void CurlTransfer::addHeader(const std::string& line) {
+  if (setupError_) return;
+  if (hasLineBreakOrNul(line)) {
+    setupError_ = HttpError{"header with a line break: " + line.substr(0, line.find(':')), url_};
+    return;
+  }
+  curl_slist* next = curl_slist_append(headers_, line.c_str());
+  if (next == nullptr) {
+    setupError_ = error(CURLE_OUT_OF_MEMORY);
+    return;
+  }
+  headers_ = next;
+}
+
+HttpResult CurlTransfer::result(CURLcode code) const {
+  if (code != CURLE_OK) return error(code);
+  long status = 0;
+  char* effectiveUrl = nullptr;
+  curl_easy_getinfo(easy_, CURLINFO_RESPONSE_CODE, &status);
+  curl_easy_getinfo(easy_, CURLINFO_EFFECTIVE_URL, &effectiveUrl);
+  return HttpResponse{static_cast<int>(status), effectiveUrl != nullptr ? effectiveUrl : url_};
+}
+
+HttpError CurlTransfer::error(CURLcode code) const {
+  std::string description =
+      "curl error " + std::to_string(code) + ": " + curl_easy_strerror(code);
+  if (errorBuffer_[0] != '\0') description += std::string(" (") + errorBuffer_ + ")";
+  return HttpError{std::move(description), url_};
+}
+
+size_t CurlTransfer::write(char* data, size_t size, size_t count, void* self) {
+  auto& transfer = *static_cast<CurlTransfer*>(self);
+  const size_t length = size * count;
+  if (transfer.keep_ == Body::discard) return length;
+  // Returning less than was given makes curl fail the transfer.
+  if (length > transfer.maxBodyBytes_ - transfer.body_.size()) return 0;
+  transfer.body_.append(data, length);
+  return length;
+}
+
+}  // namespace zelvo::linux_platform
