@@ -40,6 +40,8 @@ class ZoneCalendar : public Calendar {
   ~ZoneCalendar() override;
   bool ok() const;
   double startOfDay(double instant) const override;
+  // Switches to another zone, with the same fallback. Thread: any.
+  void setZone(const std::string& zoneName);
 
  private:
   struct Zone;
@@ -252,7 +254,7 @@ class TestingPlatform : public Platform {
   ~TestingPlatform() override;
 
   Clock& clock() override { return clock_; }
-  Calendar& calendar() override { return *calendar_; }
+  Calendar& calendar() override { return calendar_; }
   RunLoop& mainRunLoop() override { return runLoop_; }
   Executor& backgroundExecutor() override { return executor_; }
   NotificationCenter& notificationCenter() override { return notifications_; }
@@ -275,7 +277,7 @@ class TestingPlatform : public Platform {
   FakeDeviceInfo& device() { return device_; }
   FakeScreen& fakeScreen() { return screen_; }
   CapturingLogSink& log() { return log_; }
-  // Replaces the calendar's zone.
+  // Switches the calendar to another zone (the calendar object stays the same).
   void setTimeZone(const std::string& zoneName);
   // Without a store, store() answers nullptr.
   void setStoreEnabled(bool enabled) { storeEnabled_ = enabled; }
@@ -283,20 +285,22 @@ class TestingPlatform : public Platform {
   void advance(double seconds) { runLoop_.advance(seconds); }
 
  private:
+  // Members are destroyed in reverse order: the HTTP client, last here, joins its completion
+  // thread first, while everything a completion may touch still exists.
   VirtualClock clock_;
-  std::unique_ptr<ZoneCalendar> calendar_;
+  ZoneCalendar calendar_;
   ManualRunLoop runLoop_;
   ManualExecutor executor_;
   NotificationCenter notifications_;
   MemoryStore store_;
-  bool storeEnabled_ = true;
-  ScriptedHttpClient http_;
+  std::atomic<bool> storeEnabled_{true};
   ScriptedReachabilitySource reachability_;
   SeededUuidSource uuids_;
   FakeDeviceInfo device_;
   FakeScreen screen_;
   EventDispatch events_;
   CapturingLogSink log_;
+  ScriptedHttpClient http_;
 };
 
 }  // namespace zelvo::testing

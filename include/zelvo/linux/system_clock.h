@@ -1,0 +1,14 @@
+#pragma once
+
+#include "zelvo/platform/clock.h"
+
+namespace zelvo::linux_platform {
+
+// The system's wall clock (CLOCK_REALTIME): it follows the user's and NTP's corrections,
+// as the dates the library keeps must. Thread: any.
+class SystemClock : public Clock {
+ public:
+  double now() const override;
+};
+
+}  // namespace zelvo::linux_platform

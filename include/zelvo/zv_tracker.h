@@ -1,0 +1,142 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "zelvo/location.h"
+#include "zelvo/platform/platform.h"
+#include "zelvo/platform/view.h"
+#include "zelvo/value.h"
+
+namespace zelvo {
+
+class ZelvoConfig;
+
+// Installs the platform the process-wide tracker and configuration are built on. Call it
+// before the first sharedTracker(); later calls change nothing and return false. Without it,
+// the default Linux platform is used. Thread: any.
+bool installPlatform(std::shared_ptr<Platform> platform);
+// The platform of the process-wide tracker (the installed one, or the default made now).
+std::shared_ptr<Platform> installedPlatform();
+
+// The tracker a host application talks to: start it with an account number, tell it which
+// view the reader looks at, and it measures dwell, engagement and scrolling and sends pings.
+//
+// Thread: every member is meant to be called on the main thread (the platform's main run
+// loop), except sharedTracker(), stopTracker() and the debug-mode and log-level accessors,
+// which are safe from any thread. Nothing here throws or reports errors to the host.
+class ZVTracker : public std::enable_shared_from_this<ZVTracker> {
+ public:
+  using StringList = std::optional<std::vector<std::string>>;
+  struct Internal;
+
+  // The process-wide tracker, made on first use on the installed platform. It lives for the
+  // process. Thread: any.
+  static std::shared_ptr<ZVTracker> sharedTracker();
+  // A tracker of its own on `platform`: a world of its own with its own heartbeat, store and
+  // configuration. For tests and for hosts that manage the tracker's lifetime themselves.
+  static std::shared_ptr<ZVTracker> create(std::shared_ptr<Platform> platform);
+  ~ZVTracker();
+  ZVTracker(const ZVTracker&) = delete;
+  ZVTracker& operator=(const ZVTracker&) = delete;
+  // Copies of the tracker are the tracker itself.
+  std::shared_ptr<ZVTracker> copy() { return shared_from_this(); }
+
+  // The user-agent text of every ping, naming the device model of the installed platform.
+  static std::string getUserAgent();
+
+  // Starting. Each returns true; nothing is sent until the first trackView().
+  bool startTrackerWithAccountID(uint32_t accountId, std::optional<std::string> appid);
+  // With the application identifier of the platform.
+  bool startTrackerWithAccountID(uint32_t accountId);
+  bool setupTrackerWithAccountId(uint32_t accountId, std::optional<std::string> domain);
+
+  // The reader now looks at `view` (kept alive while tracked; its identity is its address).
+  // False when it repeats the current view and identifier.
+  bool trackView(std::shared_ptr<View> view, std::optional<std::string> viewId,
+                 std::optional<std::string> title);
+  // Stops for good; the next trackView() starts again. Thread: any.
+  void stopTracker();
+
+  // The period the ping interval returns to on the next view or return to the foreground.
+  void setInterval(uint32_t seconds);
+  // Whether the reader counts as active; while not, the ping period doubles up to 240 s.
+  void active(bool isActive);
+
+  // Engagement: a grant of the engagement window, as for a touch (typing: while the keyboard
+  // is up).
+  void userEngaged(bool typing);
+  void registeredUserEngagementEvent();
+  // Records this opening of the application in the return-frequency mask.
+  void updateUserReturnFrequency();
+
+  // Descriptive properties, sent with the pings.
+  void setSections(StringList sections);
+  void setAuthors(StringList authors);
+  void setZones(StringList zones);
+  void setDomain(std::optional<std::string> domain);
+  void setSubDomain(std::optional<std::string> subDomain);
+  void setAppReferrer(std::optional<std::string> referrer);
+  // The referrer of a push notification: "push/?id=" and the percent-encoded identifier.
+  void setPushReferrer(std::optional<std::string> pushId);
+  void setLocation(std::optional<Location> location);
+  void setIdSync(std::optional<Value> idSync);
+  void setUserPaid();
+  void setUserAnonymous();
+  void setUserLoggedIn();
+  // Replaces the current session token (not the persistent user token) until the next view.
+  void setUserToken(std::optional<std::string> token);
+  void setUsePong(bool usePong);
+  void setDebugMode(bool debugMode);
+  void setLogLevel(uint64_t logLevel);
+  void setStatus(uint64_t status);
+
+  // Plain properties.
+  void setAppid(std::optional<std::string> appid);
+  void setSuffix(std::optional<std::string> suffix);
+  void setView(std::shared_ptr<View> view);
+  void setViewId(std::optional<std::string> viewId);
+  void setTitle(std::optional<std::string> title);
+  void setPreviousSessionToken(std::optional<std::string> token);
+  void setUserAgent(std::optional<std::string> userAgent);
+  void setExtraParams(std::optional<Value> extraParams);
+  void setFirstPing(bool firstPing);
+
+  bool firstPing() const;
+  bool debugMode() const;
+  bool usePong() const;
+  uint32_t uid() const;
+  uint64_t status() const;
+  const std::optional<std::string>& appid() const;
+  const std::optional<std::string>& suffix() const;
+  const std::shared_ptr<View>& view() const;
+  const std::optional<std::string>& viewId() const;
+  const std::optional<std::string>& title() const;
+  const StringList& sections() const;
+  const StringList& authors() const;
+  const StringList& zones() const;
+  const std::optional<std::string>& userToken() const;
+  const std::optional<std::string>& sessionToken() const;
+  const std::optional<std::string>& previousSessionToken() const;
+  const std::optional<std::string>& appReferrer() const;
+  const std::optional<std::string>& domain() const;
+  const std::optional<std::string>& subDomain() const;
+  const std::optional<std::string>& userAgent() const;
+  const std::optional<Value>& extraParams() const;
+  const std::optional<Value>& idSync() const;
+  double initializationTime() const;
+  uint64_t logLevel() const;
+
+  // The tracker's internals, for the library's own subsystems and tests.
+  Internal& internal() { return *internal_; }
+  const Internal& internal() const { return *internal_; }
+
+ private:
+  explicit ZVTracker(std::shared_ptr<Platform> platform);
+  std::unique_ptr<Internal> internal_;
+};
+
+}  // namespace zelvo

@@ -1,0 +1,21 @@
+#include "zelvo/zv_capture_events.h"
+
+#include "engagement/capture_events.h"
+#include "zelvo/zv_tracker.h"
+
+namespace zelvo {
+
+void ZVCaptureEvents::initializeEventsCapturing() { initializeEventsCapturing(*installedPlatform()); }
+
+void ZVCaptureEvents::initializeEventsCapturing(Platform& platform) {
+  platform.eventDispatch().setHook(&ZVCaptureEvents::swizzeledSendEvent, &platform.notificationCenter());
+}
+
+void ZVCaptureEvents::swizzeledSendEvent(void* notificationCenter, const Event& event) {
+  // The dispatch has already handed the event to the application; only touches count, and
+  // there is no filter by phase: a finger going down, each move and the lift all count.
+  if (event.type != EventType::kTouches) return;
+  static_cast<NotificationCenter*>(notificationCenter)->post(kTouchEventNotification);
+}
+
+}  // namespace zelvo

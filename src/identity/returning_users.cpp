@@ -1,0 +1,83 @@
+#include <algorithm>
+#include <vector>
+
+#include "common/format.h"
+#include "identity/stored_values.h"
+#include "tracker/tracker_internal.h"
+#include "zelvo/constants.h"
+
+namespace zelvo {
+namespace {
+
+constexpr double kNewUserSeconds = 1800.0;
+constexpr double kVisitGapSeconds = 2592000.0;
+constexpr double kOldestOpenOffset = -1296000.0;
+constexpr double kSecondsPerDay = 86400.0;
+
+}  // namespace
+
+void ZVTracker::updateUserReturnFrequency() { internal_->updateUserReturnFrequency(); }
+
+void ZVTracker::Internal::remembeUserVisit() {
+  KeyValueStore* store = platform->store();
+  if (!store) return;
+  const double now = platform->clock().now();
+  std::optional<double> last = storedDate(store, kZVUserVisitTrackingKey, *gate);
+  // A gap of exactly thirty days keeps the old first visit.
+  if (!last || now - *last > kVisitGapSeconds) store->set(kZVUserFirstVisitTrackingKey, Value(Date{now}));
+  store->set(kZVUserVisitTrackingKey, Value(Date{now}));
+  store->synchronize();
+}
+
+bool ZVTracker::Internal::isUserNew() {
+  const double now = platform->clock().now();
+  // Without a first visit the interval counts from the reference date: never new.
+  const double first = storedDate(platform->store(), kZVUserFirstVisitTrackingKey, *gate).value_or(0.0);
+  return now - first < kNewUserSeconds;
+}
+
+void ZVTracker::Internal::updateUserReturnFrequency() {
+  KeyValueStore* store = platform->store();
+  // Open days as exact instants of local midnight, so that the same day is recognised.
+  std::vector<double> days;
+  auto addDay = [&days](double day) {
+    if (std::find(days.begin(), days.end(), day) == days.end()) days.push_back(day);
+  };
+  if (store) {
+    if (std::optional<Value> stored = store->get(kZVAppOpenDatesKey)) {
+      if (const Value::Array* array = stored->asArray()) {
+        for (const Value& element : *array) {
+          if (const Date* date = element.asDate()) addDay(date->seconds);
+        }
+      } else {
+        gate->standard([] { return std::string("[ZV]:Ignoring stored ") + kZVAppOpenDatesKey + ": not an array"; });
+      }
+    }
+  }
+  const double today = platform->calendar().startOfDay(platform->clock().now());
+  addDay(today);
+  // Both ends inclusive: an open exactly fifteen days back is kept; future dates are dropped.
+  const double cutoff = today + kOldestOpenOffset;
+  std::erase_if(days, [&](double day) { return !(day >= cutoff && day <= today); });
+
+  if (store) {
+    Value::Array array;
+    array.reserve(days.size());
+    for (double day : days) array.emplace_back(Date{day});
+    store->set(kZVAppOpenDatesKey, Value(std::move(array)));
+    store->synchronize();
+  }
+
+  uint32_t mask = 0;
+  int32_t oldest = 0;
+  for (double day : days) {
+    // Truncated: across a daylight-saving change a day is an hour short and counts one lower.
+    const int32_t age = static_cast<int32_t>((today - day) / kSecondsPerDay);
+    mask |= 1u << (age % 32);
+    oldest = std::max(oldest, age);
+  }
+  const uint32_t value = (static_cast<uint32_t>(oldest) << 16) | mask;
+  userReturnFrequencyHex = formatPosix("%05x", value);
+}
+
+}  // namespace zelvo

@@ -1,0 +1,66 @@
+#include "zelvo/linux/thread_run_loop.h"
+
+#include <utility>
+
+#include "platform/linux/loop_queue.h"
+
+namespace zelvo::linux_platform {
+
+ThreadRunLoop::ThreadRunLoop() : queue_(std::make_unique<LoopQueue>([this] { wake(); })) {
+  thread_ = std::thread([this] { run(); });
+  queue_->setLoopThread(thread_.get_id());
+}
+
+ThreadRunLoop::~ThreadRunLoop() {
+  {
+    std::lock_guard lock(mutex_);
+    stopping_ = true;
+  }
+  wakeUp_.notify_one();
+  thread_.join();
+  // Drops what is left and releases runAndWait callers still waiting.
+  queue_->close();
+}
+
+std::shared_ptr<Timer> ThreadRunLoop::addRepeatingTimer(double intervalSeconds, std::function<void()> callback) {
+  return queue_->addRepeatingTimer(intervalSeconds, std::move(callback));
+}
+
+void ThreadRunLoop::post(std::function<void()> task) { queue_->post(std::move(task)); }
+
+void ThreadRunLoop::runAndWait(std::function<void()> task) {
+  if (isMainThread()) {
+    if (task) task();
+    return;
+  }
+  queue_->runAndWait(std::move(task));
+}
+
+bool ThreadRunLoop::isMainThread() const { return queue_->isLoopThread(); }
+
+void ThreadRunLoop::wake() {
+  {
+    std::lock_guard lock(mutex_);
+    woken_ = true;
+  }
+  wakeUp_.notify_one();
+}
+
+void ThreadRunLoop::run() {
+  for (;;) {
+    queue_->runDue();
+    const auto next = queue_->nextDue();
+    std::unique_lock lock(mutex_);
+    // Work added after runDue() set woken_, so it is never slept through.
+    const auto awake = [this] { return woken_ || stopping_; };
+    if (next) {
+      wakeUp_.wait_until(lock, *next, awake);
+    } else {
+      wakeUp_.wait(lock, awake);
+    }
+    if (stopping_) return;
+    woken_ = false;
+  }
+}
+
+}  // namespace zelvo::linux_platform

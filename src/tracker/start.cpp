@@ -1,0 +1,71 @@
+#include "common/format.h"
+#include "tracker/tracker_internal.h"
+#include "zelvo/constants.h"
+#include "zelvo/zv_capture_events.h"
+
+namespace zelvo {
+
+bool ZVTracker::setupTrackerWithAccountId(uint32_t accountId, std::optional<std::string> domain) {
+  internal_->domain = std::move(domain);
+  return startTrackerWithAccountID(accountId, internal_->platform->deviceInfo().applicationIdentifier());
+}
+
+bool ZVTracker::startTrackerWithAccountID(uint32_t accountId) {
+  return startTrackerWithAccountID(accountId, internal_->platform->deviceInfo().applicationIdentifier());
+}
+
+bool ZVTracker::startTrackerWithAccountID(uint32_t accountId, std::optional<std::string> appid) {
+  Internal& in = *internal_;
+  Platform& platform = *in.platform;
+  const double t0 = platform.clock().nowSince1970();
+  in.gate->standard([&] {
+    return formatPosix("[ZV]:startTrackerWithAccountID: %d appid:", asSigned32(accountId)) + describe(appid);
+  });
+  in.uid = accountId;
+  setAppid(std::move(appid));
+
+  // A period set earlier with setInterval() is overwritten here.
+  const uint32_t initial = static_cast<uint32_t>(Internal::getInitialPingInterval());
+  in.initialInterval = initial;
+  in.interval = initial;
+  in.userAgent = userAgentForModel(platform.deviceInfo().modelName());
+
+  // Every start makes a new ping object: its lock-out and referrer state go with the old one.
+  in.ping = std::make_shared<ZVPing>(in.platform, in.gate);
+  in.ping->setUsePong(in.usePong);
+
+  if (!in.dwellTimer) {
+    in.dwellTimer = in.makeHeartbeat();
+    in.subscribeToNotifications();
+  }
+
+  KeyValueStore* store = platform.store();
+  if (store) {
+    std::optional<Value> stored = store->get(kZVPersistenTokenKey);
+    if (stored && stored->asString()) {
+      in.userToken = *stored->asString();
+    } else {
+      if (stored) in.gate->standard([] { return std::string("[ZV]:Ignoring a stored userToken that is not text"); });
+      in.userToken.reset();
+    }
+  }
+  if (!in.userToken) {
+    in.userToken = in.generateUserToken();
+    in.gate->standard([&] { return "[ZV]:Created userToken: " + *in.userToken; });
+    if (store) {
+      store->set(kZVPersistenTokenKey, Value(*in.userToken));
+      store->synchronize();
+    }
+  }
+  in.status = 2;
+
+  // The hook goes into the application's event dispatch once: installing it twice would
+  // announce every touch twice.
+  std::call_once(platform.eventDispatch().hookInstallation(),
+                 [&platform] { ZVCaptureEvents::initializeEventsCapturing(platform); });
+
+  in.initializationTime = (platform.clock().nowSince1970() - t0) * 1000.0;
+  return true;
+}
+
+}  // namespace zelvo
