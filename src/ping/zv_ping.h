@@ -108,6 +108,9 @@ class ZVPing : public std::enable_shared_from_this<ZVPing> {
   // Percent-encodes every byte but A-Z a-z 0-9 - _ . ~ / ; nothing gives "".
   static std::string urlEncode(const std::optional<std::string>& text);
   static std::string urlEncode(std::string_view text);
+  // Plain strings and literals would be ambiguous between the two above.
+  static std::string urlEncode(const std::string& text) { return urlEncode(std::string_view(text)); }
+  static std::string urlEncode(const char* text) { return urlEncode(std::string_view(text)); }
   // Compact JSON, or nothing (logged through `gate` when given) when it cannot be encoded.
   static std::optional<std::string> jsonEncode(const Value& object, const LogGate* gate);
 
