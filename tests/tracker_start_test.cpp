@@ -1,0 +1,194 @@
+#include "tracker_fixture.h"
+
+#include "zelvo/application_events.h"
+#include "zelvo/constants.h"
+
+namespace zelvo::test {
+namespace {
+
+using ::testing::ElementsAre;
+
+TEST_F(TrackerTest, StartingTwiceKeepsOneHeartbeatAndOneSetOfObserversButReplacesThePing) {
+  tracker->startTrackerWithAccountID(7, std::string("com.example.news"));
+  auto firstTimer = in().dwellTimer;
+  auto firstPing = in().ping;
+  ASSERT_TRUE(firstTimer);
+  ASSERT_TRUE(firstPing);
+  tracker->setInterval(40);
+  in().interval = 99;
+
+  EXPECT_TRUE(tracker->startTrackerWithAccountID(8, std::string("com.example.other")));
+  EXPECT_EQ(in().dwellTimer, firstTimer);
+  EXPECT_NE(in().ping, firstPing);
+  EXPECT_EQ(platform->runLoop().activeTimerCount(), 1u);
+  EXPECT_EQ(in().interval, 15u);
+  EXPECT_EQ(in().initialInterval, 15u);
+  EXPECT_EQ(tracker->uid(), 8u);
+  EXPECT_EQ(tracker->status(), 2u);
+  NotificationCenter& center = platform->notificationCenter();
+  EXPECT_EQ(center.registrationCount(tracker.get(), kApplicationWillResignActiveNotification), 1u);
+  EXPECT_EQ(center.registrationCount(tracker.get(), kApplicationDidBecomeActiveNotification), 1u);
+}
+
+TEST_F(TrackerTest, TheUserTokenIsMadeOnceStoredAndReusedUntilRemoved) {
+  tracker->setDebugMode(true);
+  tracker->startTrackerWithAccountID(1, std::string("app"));
+  const std::string token = tracker->userToken().value();
+  EXPECT_EQ(token.size(), 18u);
+  EXPECT_EQ(platform->memoryStore().get(kZVPersistenTokenKey), Value(token));
+  EXPECT_EQ(platform->log().count("[ZV]:Created userToken: " + token), 1u);
+
+  restart();
+  tracker->setDebugMode(true);
+  platform->log().clear();
+  const int syncs = platform->memoryStore().synchronizeCount();
+  tracker->startTrackerWithAccountID(1, std::string("app"));
+  EXPECT_EQ(tracker->userToken(), token);
+  for (const auto& line : platform->log().lines()) EXPECT_EQ(line.find("Created userToken"), std::string::npos) << line;
+  EXPECT_EQ(platform->memoryStore().synchronizeCount(), syncs) << "a reused token is not written again";
+
+  platform->memoryStore().remove(kZVPersistenTokenKey);
+  restart();
+  tracker->startTrackerWithAccountID(1, std::string("app"));
+  ASSERT_TRUE(tracker->userToken());
+  EXPECT_NE(*tracker->userToken(), token);
+  EXPECT_EQ(platform->memoryStore().get(kZVPersistenTokenKey), Value(*tracker->userToken()));
+}
+
+TEST_F(TrackerTest, WithoutAStoreEveryStartMakesAFreshTokenAndKeepsNothing) {
+  platform->setStoreEnabled(false);
+  restart();
+  tracker->startTrackerWithAccountID(1, std::string("app"));
+  auto first = tracker->userToken();
+  restart();
+  tracker->startTrackerWithAccountID(1, std::string("app"));
+  EXPECT_NE(first, tracker->userToken());
+  EXPECT_TRUE(platform->memoryStore().snapshot().empty());
+}
+
+TEST_F(TrackerTest, AStoredTokenThatIsNotTextIsReplaced) {
+  platform->memoryStore().set(kZVPersistenTokenKey, Value(42));
+  tracker->startTrackerWithAccountID(1, std::string("app"));
+  ASSERT_TRUE(tracker->userToken());
+  EXPECT_EQ(tracker->userToken()->size(), 18u);
+  EXPECT_EQ(platform->memoryStore().get(kZVPersistenTokenKey), Value(*tracker->userToken()));
+}
+
+TEST_F(TrackerTest, UsePongSetBeforeTheStartReachesThePingObjectAndItsUrls) {
+  tracker->setUsePong(true);
+  tracker->startTrackerWithAccountID(1, std::string("app"));
+  EXPECT_TRUE(in().ping->usePong());
+  tracker->trackView(std::make_shared<SimpleView>(), std::string("/a"), std::string("A"));
+  EXPECT_EQ(lastUrl().rfind(kZVPongURLBase, 0), 0u) << lastUrl();
+  tracker->setUsePong(false);
+  EXPECT_FALSE(in().ping->usePong());
+}
+
+TEST_F(TrackerTest, SettersThatDoMoreThanStore) {
+  tracker->startTrackerWithAccountID(1, std::string("app"));
+  const auto userToken = tracker->userToken();
+  tracker->setUserToken(std::string("host-token"));
+  EXPECT_EQ(tracker->sessionToken(), "host-token");
+  EXPECT_EQ(tracker->userToken(), userToken);
+
+  tracker->setPushReferrer(std::string("id 1/é?"));
+  EXPECT_EQ(tracker->appReferrer(), "push/?id=id%201/%C3%A9%3F");
+  tracker->setAppReferrer(std::string("a b"));
+  EXPECT_EQ(tracker->appReferrer(), "a b");
+
+  tracker->setUserPaid();
+  EXPECT_EQ(in().subscriptionState, "paid");
+  tracker->setUserAnonymous();
+  EXPECT_EQ(in().subscriptionState, "anon");
+  tracker->setUserLoggedIn();
+  EXPECT_EQ(in().subscriptionState, "lgdin");
+}
+
+TEST_F(TrackerTest, TheUserAgentNamesTheModelTwice) {
+  platform->device().setModelName("iPad");
+  tracker->startTrackerWithAccountID(1);
+  EXPECT_EQ(tracker->userAgent(),
+            "Mozilla/5.0 (iPad; CPU iPad OS 10_1_1 like Mac OS X) AppleWebKit/602.2.14 (KHTML, like Gecko) "
+            "Version/10.0 Mobile/14B100 Safari/602.1/zvua/App");
+  EXPECT_EQ(tracker->appid(), "com.example.app") << "the short form takes the platform's identifier";
+}
+
+TEST_F(TrackerTest, SetupStoresTheDomainAndStartsWithThePlatformIdentifier) {
+  platform->device().setApplicationIdentifier(std::nullopt);
+  EXPECT_TRUE(tracker->setupTrackerWithAccountId(3, std::string("news.example")));
+  EXPECT_EQ(tracker->domain(), "news.example");
+  EXPECT_FALSE(tracker->appid().has_value());
+  EXPECT_EQ(tracker->status(), 2u);
+}
+
+TEST_F(TrackerTest, InitRecordsTheOpeningAndReadsTheStoredWindow) {
+  EXPECT_EQ(in().userReturnFrequencyHex, "00001");
+  EXPECT_EQ(in().engagementWindow, 4u);
+  EXPECT_TRUE(in().active);
+  EXPECT_FALSE(in().sendingPings);
+  EXPECT_EQ(tracker->status(), 0u);
+  platform->memoryStore().set(kZVEngagementWindowKey, Value(7.9));
+  restart();
+  EXPECT_EQ(in().engagementWindow, 7u);
+  platform->memoryStore().set(kZVEngagementWindowKey, Value(0));
+  restart();
+  EXPECT_EQ(in().engagementWindow, 0u) << "a stored zero is taken as it is";
+}
+
+TEST_F(TrackerTest, TheHookIsInstalledOncePerApplication) {
+  tracker->startTrackerWithAccountID(1, std::string("app"));
+  tracker->startTrackerWithAccountID(1, std::string("app"));
+  tracker->trackView(std::make_shared<SimpleView>(), std::string("/a"), std::string("A"));
+  in().userReadSinceLastPing = false;
+  int touches = 0;
+  platform->notificationCenter().addObserver(&touches, "__zv__TouchEventNotification", [&](const Notification&) { ++touches; });
+  platform->eventDispatch().sendEvent(Event{EventType::kTouches});
+  EXPECT_EQ(touches, 1);
+  EXPECT_TRUE(in().userReadSinceLastPing);
+}
+
+// The gates: standard lines need debug mode and level 0, error lines level 3 or less, the
+// initialization-time line level 0 or 1.
+struct GateCase {
+  bool debug;
+  uint64_t level;
+  bool standard;
+  bool initTime;
+  bool error;
+};
+
+class LogGateTest : public TrackerTest, public ::testing::WithParamInterface<GateCase> {};
+
+TEST_P(LogGateTest, EachKindOfLineHasItsGate) {
+  const GateCase c = GetParam();
+  tracker->setDebugMode(c.debug);
+  tracker->setLogLevel(c.level);
+  platform->http().enqueueStatuses({404});
+  tracker->startTrackerWithAccountID(5, std::string("app"));
+  tracker->trackView(std::make_shared<SimpleView>(), std::string("/a"), std::string("A"));
+  auto starts = [&](const std::string& prefix) {
+    for (const auto& line : platform->log().lines()) {
+      if (line.rfind(prefix, 0) == 0) return true;
+    }
+    return false;
+  };
+  EXPECT_EQ(starts("[ZV]:startTrackerWithAccountID: 5 appid:app"), c.standard);
+  EXPECT_EQ(starts("[ZV]:************************************************ ZVTracker initialization time: "), c.initTime);
+  EXPECT_EQ(starts("[ZV]:Got non-200 response code: 404"), c.error);
+}
+
+INSTANTIATE_TEST_SUITE_P(Gates, LogGateTest,
+                         ::testing::Values(GateCase{false, 0, false, false, false}, GateCase{true, 0, true, true, true},
+                                           GateCase{true, 1, false, true, true}, GateCase{true, 2, false, false, true},
+                                           GateCase{true, 3, false, false, true}, GateCase{true, 4, false, false, false},
+                                           GateCase{false, 3, false, false, false}));
+
+TEST_F(TrackerTest, StartLogsTheAppidAsNullWhenMissingAndMeasuresItsTime) {
+  tracker->setDebugMode(true);
+  tracker->startTrackerWithAccountID(4000000000u, std::nullopt);
+  EXPECT_EQ(platform->log().count("[ZV]:startTrackerWithAccountID: -294967296 appid:(null)"), 1u);
+  EXPECT_GE(tracker->initializationTime(), 0.0);
+}
+
+}  // namespace
+}  // namespace zelvo::test
