@@ -140,7 +140,7 @@ TEST_F(HeartbeatTest, TheRepeatTestNeedsTheSameViewObjectAndTheSameIdentifier) {
   EXPECT_TRUE(tracker->trackView(nullptr, std::string("/b"), std::string("B")));
   EXPECT_TRUE(tracker->trackView(other, std::nullopt, std::string("B")));
   EXPECT_TRUE(tracker->trackView(other, std::nullopt, std::string("B")));
-  EXPECT_EQ(pingCount(), 6u);
+  EXPECT_EQ(pingCount(), 7u);
 }
 
 TEST_F(HeartbeatTest, TheFirstViewAfterAStartHasNoPreviousTokenAndNoLastPath) {

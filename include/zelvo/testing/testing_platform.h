@@ -170,8 +170,6 @@ class ScriptedHttpClient : public HttpClient {
   std::unique_ptr<Impl> impl_;
 };
 
-class ScriptedReachabilitySource;
-
 // Flags of all targets, set by the test; changes are announced on the main run loop.
 class ScriptedReachabilitySource : public ReachabilitySource {
  public:
@@ -181,8 +179,9 @@ class ScriptedReachabilitySource : public ReachabilitySource {
   std::unique_ptr<ReachabilityTarget> targetForHostName(const std::string& hostName) override;
 
   // Flags of the internet (zero address) and host-name targets; nothing means unreadable.
+  // Initially kReachable.
   void setFlags(std::optional<uint32_t> flags);
-  // Flags of the link-local (169.254.0.0) target.
+  // Flags of the link-local (169.254.0.0) target. Initially kReachable | kIsDirect.
   void setLocalFlags(std::optional<uint32_t> flags);
   // Makes the next target creations fail.
   void setRefuseTargets(bool refuse);
@@ -190,6 +189,8 @@ class ScriptedReachabilitySource : public ReachabilitySource {
 
  private:
   struct Impl;
+  std::unique_ptr<ReachabilityTarget> makeTarget(bool local);
+  // Shared with the targets, which may outlive the source.
   std::shared_ptr<Impl> impl_;
 };
 

@@ -49,7 +49,7 @@ class ManualRunLoop::TimerHandle : public Timer {
         }
         return;
       }
-      released = std::move(state_->callback);
+      released.swap(state_->callback);
     }
   }
 
@@ -70,7 +70,7 @@ ManualRunLoop::~ManualRunLoop() {
     std::function<void()> released;
     std::lock_guard lock(timer->mutex);
     timer->valid = false;
-    released = std::move(timer->callback);
+    released.swap(timer->callback);
   }
 }
 
@@ -125,7 +125,7 @@ void ManualRunLoop::runPendingTasks() {
 }
 
 void ManualRunLoop::advance(double seconds) {
-  const double target = clock_.now() + seconds;
+  const double target = clock_.now() + (seconds > 0.0 ? seconds : 0.0);
   for (;;) {
     runPendingTasks();
     std::shared_ptr<TimerState> next;
@@ -152,15 +152,20 @@ void ManualRunLoop::advance(double seconds) {
       // Invalidated by another thread since the list was pruned.
       if (!next->valid) continue;
       next->firing = true;
-      callback = std::move(next->callback);
+      callback.swap(next->callback);
     }
     callback();
-    {
-      std::lock_guard lock(next->mutex);
-      next->firing = false;
-      // A callback that invalidated its own timer is released here, after it has returned.
-      if (next->valid) next->callback = std::move(callback);
+    std::unique_lock lock(next->mutex);
+    if (next->valid) next->callback.swap(callback);
+    if (callback) {
+      // The callback invalidated its own timer: release it now that it has returned, before
+      // a thread waiting in invalidate() goes on.
+      lock.unlock();
+      callback = nullptr;
+      lock.lock();
     }
+    next->firing = false;
+    lock.unlock();
     next->idle.notify_all();
   }
   clock_.set(target);
