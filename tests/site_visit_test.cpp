@@ -83,7 +83,7 @@ TEST_F(SiteVisitTest, ANilReferrerReadsAsEmpty) {
 TEST_F(SiteVisitTest, APushReferrerGoesOutBareInTheVisitAndEscapedAsTheReferrer) {
   tracker->setPushReferrer(std::string("42"));
   auto q = viewAt(0);
-  EXPECT_EQ(q["sr"], "push/?id");
+  EXPECT_EQ(q["sr"], "push/?id=42");
   EXPECT_NE(lastUrl().find("&sr=push/?id=42&"), std::string::npos) << lastUrl();
   EXPECT_NE(lastUrl().find("&r=push/%3Fid%3D42&"), std::string::npos) << lastUrl();
 }
