@@ -1,0 +1,238 @@
+#include "platform/linux/store_file.h"
+
+#include <errno.h>
+#include <fcntl.h>
+#include <sqlite3.h>
+#include <sys/stat.h>
+#include <time.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstring>
+#include <utility>
+
+namespace zelvo::linux_platform {
+namespace {
+
+// How long a write waits for another process of the application that holds the file.
+constexpr int kBusyTimeoutMs = 5000;
+
+struct DbCloser {
+  void operator()(sqlite3* db) const { sqlite3_close_v2(db); }
+};
+using Db = std::unique_ptr<sqlite3, DbCloser>;
+
+struct StatementFinalizer {
+  void operator()(sqlite3_stmt* statement) const { sqlite3_finalize(statement); }
+};
+using Statement = std::unique_ptr<sqlite3_stmt, StatementFinalizer>;
+
+// An SQLite failure: its result code and a readable message.
+struct Failure {
+  int code = SQLITE_OK;
+  std::string message;
+};
+
+Failure failureOf(sqlite3* db, int code) {
+  return {code, db ? sqlite3_errmsg(db) : sqlite3_errstr(code)};
+}
+
+std::optional<Failure> exec(sqlite3* db, const char* sql) {
+  const int code = sqlite3_exec(db, sql, nullptr, nullptr, nullptr);
+  if (code != SQLITE_OK) return failureOf(db, code);
+  return std::nullopt;
+}
+
+std::optional<Failure> prepare(sqlite3* db, const char* sql, Statement& out) {
+  sqlite3_stmt* raw = nullptr;
+  const int code = sqlite3_prepare_v2(db, sql, -1, &raw, nullptr);
+  out.reset(raw);
+  if (code != SQLITE_OK) return failureOf(db, code);
+  return std::nullopt;
+}
+
+std::string columnText(sqlite3_stmt* statement, int column) {
+  const auto* text = reinterpret_cast<const char*>(sqlite3_column_text(statement, column));
+  if (!text) return {};
+  return std::string(text, static_cast<size_t>(sqlite3_column_bytes(statement, column)));
+}
+
+std::string errnoText(int error) {
+  char buffer[256];
+  // The GNU strerror_r returns the message, which may or may not be in `buffer`.
+  return strerror_r(error, buffer, sizeof buffer);
+}
+
+// mkdir -p with mode 0700: the directory holds the application's private data.
+std::optional<std::string> makeDirectories(const std::string& path) {
+  const size_t slash = path.rfind('/');
+  if (slash == std::string::npos || slash == 0) return std::nullopt;
+  const std::string directory = path.substr(0, slash);
+  for (size_t end = directory.find('/', 1);; end = directory.find('/', end + 1)) {
+    const std::string prefix = directory.substr(0, end);
+    if (mkdir(prefix.c_str(), 0700) != 0 && errno != EEXIST) {
+      return "cannot create " + prefix + ": " + errnoText(errno);
+    }
+    if (end == std::string::npos) break;
+  }
+  struct stat info {};
+  if (stat(directory.c_str(), &info) != 0 || !S_ISDIR(info.st_mode)) return directory + " is not a directory";
+  return std::nullopt;
+}
+
+// SQLite creates files with 0644 less the umask; the store's file is the user's alone, and
+// SQLite gives its -wal and -shm files the database file's mode.
+void createPrivateFile(const std::string& path) {
+  const int fd = ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
+  if (fd >= 0) ::close(fd);
+}
+
+std::optional<Failure> readValues(sqlite3* db, const std::string& path, LogSink& log, Value::Dictionary& values) {
+  Statement check;
+  if (auto failure = prepare(db, "PRAGMA quick_check", check)) return failure;
+  const int checkCode = sqlite3_step(check.get());
+  if (checkCode != SQLITE_ROW) return failureOf(db, checkCode);
+  if (std::string verdict = columnText(check.get(), 0); verdict != "ok") return Failure{SQLITE_CORRUPT, verdict};
+
+  Statement select;
+  if (auto failure = prepare(db, "SELECT key, value FROM zelvo_values", select)) return failure;
+  int code;
+  while ((code = sqlite3_step(select.get())) == SQLITE_ROW) {
+    std::string key = columnText(select.get(), 0);
+    std::optional<Value> value = Value::fromTypedJson(columnText(select.get(), 1));
+    if (!value || value->isNil()) {
+      log.write("[ZV]: Skipping the unreadable stored value of \"" + key + "\" in " + path);
+      continue;
+    }
+    values.insert_or_assign(std::move(key), std::move(*value));
+  }
+  if (code != SQLITE_DONE) return failureOf(db, code);
+  return std::nullopt;
+}
+
+// Opens the file and reads it whole: a damaged file shows itself here rather than later.
+std::optional<Failure> openAndRead(const std::string& path, LogSink& log, Db& db, Value::Dictionary& values) {
+  createPrivateFile(path);
+  sqlite3* raw = nullptr;
+  const int code = sqlite3_open_v2(path.c_str(), &raw, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE, nullptr);
+  db.reset(raw);
+  if (code != SQLITE_OK) return failureOf(raw, code);
+  if (sqlite3_db_readonly(raw, "main") == 1) return Failure{SQLITE_READONLY, "the file is not writable"};
+  sqlite3_busy_timeout(raw, kBusyTimeoutMs);
+  // WAL with synchronous=FULL: a commit returns only after its WAL frames are fsync'd, so a
+  // committed write survives the process being killed and the machine losing power alike.
+  // A process killed mid-transaction leaves an uncommitted tail in the WAL that the next
+  // open discards.
+  if (auto failure = exec(raw, "PRAGMA journal_mode=WAL")) return failure;
+  if (auto failure = exec(raw, "PRAGMA synchronous=FULL")) return failure;
+  if (auto failure = exec(raw,
+                          "CREATE TABLE IF NOT EXISTS zelvo_values "
+                          "(key TEXT PRIMARY KEY NOT NULL, value TEXT NOT NULL) WITHOUT ROWID")) {
+    return failure;
+  }
+  return readValues(raw, path, log, values);
+}
+
+// Failures that say the file itself cannot be used, as opposed to a busy lock, a full
+// disk or a lack of memory, which moving the file would not cure.
+bool fileIsUnusable(int code) {
+  switch (code & 0xff) {
+    case SQLITE_NOTADB:
+    case SQLITE_CORRUPT:
+    case SQLITE_CANTOPEN:
+    case SQLITE_IOERR:
+    case SQLITE_READONLY:
+    case SQLITE_PERM:
+      return true;
+    default:
+      return false;
+  }
+}
+
+std::string timestampSuffix() {
+  timespec ts{};
+  clock_gettime(CLOCK_REALTIME, &ts);
+  tm utc{};
+  gmtime_r(&ts.tv_sec, &utc);
+  char text[64];
+  std::snprintf(text, sizeof text, "%04d%02d%02dT%02d%02d%02d.%03ldZ", utc.tm_year + 1900, utc.tm_mon + 1,
+                utc.tm_mday, utc.tm_hour, utc.tm_min, utc.tm_sec, static_cast<long>(ts.tv_nsec / 1000000));
+  return text;
+}
+
+// Renames the file to NAME.corrupt-<UTC time>, its -wal and -shm files along with it: a WAL
+// left behind would be replayed into the new database. Returns the new name.
+std::optional<std::string> moveAside(const std::string& path, LogSink& log) {
+  const std::string aside = path + ".corrupt-" + timestampSuffix();
+  if (rename(path.c_str(), aside.c_str()) != 0) {
+    log.write("[ZV]: Cannot move the unusable store file " + path + " aside: " + errnoText(errno));
+    return std::nullopt;
+  }
+  for (const char* suffix : {"-wal", "-shm"}) {
+    const std::string from = path + suffix;
+    if (rename(from.c_str(), (aside + suffix).c_str()) != 0 && errno != ENOENT && unlink(from.c_str()) != 0 &&
+        errno != ENOENT) {
+      log.write("[ZV]: Cannot remove the stale " + from + ": " + errnoText(errno));
+      return std::nullopt;
+    }
+  }
+  return aside;
+}
+
+}  // namespace
+
+std::optional<StoreFile::Opened> StoreFile::open(const std::string& path, LogSink& log) {
+  if (auto error = makeDirectories(path)) {
+    log.write("[ZV]: The store's directory is unusable (" + *error + "); keeping values in memory only");
+    return std::nullopt;
+  }
+  for (int attempt = 0;; ++attempt) {
+    Db db;
+    Value::Dictionary values;
+    const std::optional<Failure> failure = openAndRead(path, log, db, values);
+    if (!failure) return Opened{std::unique_ptr<StoreFile>(new StoreFile(db.release())), std::move(values)};
+    db.reset();
+
+    struct stat info {};
+    const bool exists = lstat(path.c_str(), &info) == 0;
+    if (attempt > 0 || !exists || !fileIsUnusable(failure->code)) {
+      log.write("[ZV]: Cannot open the store file " + path + " (" + failure->message +
+                "); keeping values in memory only");
+      return std::nullopt;
+    }
+    const std::optional<std::string> aside = moveAside(path, log);
+    if (!aside) return std::nullopt;
+    log.write("[ZV]: The store file " + path + " was unusable (" + failure->message + "); moved it to " + *aside +
+              " and starting empty");
+  }
+}
+
+StoreFile::~StoreFile() { sqlite3_close_v2(db_); }
+
+std::optional<std::string> StoreFile::write(const Changes& changes) {
+  if (changes.empty()) return std::nullopt;
+  const auto fail = [this](const Failure& failure) -> std::optional<std::string> {
+    if (!sqlite3_get_autocommit(db_)) sqlite3_exec(db_, "ROLLBACK", nullptr, nullptr, nullptr);
+    return failure.message;
+  };
+  // IMMEDIATE takes the write lock up front, so another process of the application makes
+  // us wait (busy timeout) rather than fail halfway through.
+  if (auto failure = exec(db_, "BEGIN IMMEDIATE")) return fail(*failure);
+  Statement upsert;
+  Statement erase;
+  if (auto failure = prepare(db_, "INSERT OR REPLACE INTO zelvo_values (key, value) VALUES (?1, ?2)", upsert)) {
+    return fail(*failure);
+  }
+  if (auto failure = prepare(db_, "DELETE FROM zelvo_values WHERE key = ?1", erase)) return fail(*failure);
+  for (const auto& [key, text] : changes) {
+    sqlite3_stmt* statement = text ? upsert.get() : erase.get();
+    sqlite3_reset(statement);
+    sqlite3_bind_text64(statement, 1, key.data(), key.size(), SQLITE_TRANSIENT, SQLITE_UTF8);
+    if (text) sqlite3_bind_text64(statement, 2, text->data(), text->size(), SQLITE_TRANSIENT, SQLITE_UTF8);
+    if (const int code = sqlite3_step(statement); code != SQLITE_DONE) return fail(failureOf(db_, code));
+  }
+  if (auto failure = exec(db_, "COMMIT")) return fail(*failure);
+  return std::nullopt;
+}
+
+}  // namespace zelvo::linux_platform
