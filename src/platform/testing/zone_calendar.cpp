@@ -1,0 +1,36 @@
+#include <cstdio>
+
+#include "platform/common/time_zone.h"
+#include "zelvo/testing/testing_platform.h"
+
+namespace zelvo::testing {
+
+struct ZoneCalendar::Zone {
+  mutable std::mutex mutex;
+  TimeZone zone = TimeZone::utc();
+  bool ok = true;
+};
+
+ZoneCalendar::ZoneCalendar(const std::string& zoneName) : zone_(std::make_unique<Zone>()) { setZone(zoneName); }
+
+ZoneCalendar::~ZoneCalendar() = default;
+
+void ZoneCalendar::setZone(const std::string& zoneName) {
+  auto loaded = TimeZone::load(zoneName);
+  if (!loaded) std::fprintf(stderr, "ZoneCalendar: cannot load time zone \"%s\"; using UTC\n", zoneName.c_str());
+  std::lock_guard lock(zone_->mutex);
+  zone_->ok = loaded.has_value();
+  zone_->zone = loaded ? std::move(*loaded) : TimeZone::utc();
+}
+
+bool ZoneCalendar::ok() const {
+  std::lock_guard lock(zone_->mutex);
+  return zone_->ok;
+}
+
+double ZoneCalendar::startOfDay(double instant) const {
+  std::lock_guard lock(zone_->mutex);
+  return zone_->zone.startOfDay(instant);
+}
+
+}  // namespace zelvo::testing
