@@ -24,8 +24,8 @@ class ZVReachability {
   // 0: not reachable (also when the flags cannot be read); 1: reachable, by any route. A
   // cellular route counts as reachable like any other; no third value exists.
   using NetworkStatus = int32_t;
-  static constexpr NetworkStatus kNotReachable = 0;
-  static constexpr NetworkStatus kReachable = 1;
+  static constexpr NetworkStatus kStatusNotReachable = 0;
+  static constexpr NetworkStatus kStatusReachable = 1;
 
   // Each answers a new monitor, or nullptr when the platform refuses the target. The caller
   // shares ownership of the result.

@@ -18,7 +18,7 @@ Ipv4SocketAddress ipv4Address(std::array<uint8_t, 4> address) {
 
 }  // namespace
 
-using namespace reachability_flags;
+namespace bits = reachability_flags;
 
 ZVReachability::ZVReachability(Platform& platform, std::unique_ptr<ReachabilityTarget> target,
                                bool localWiFiRef)
@@ -73,30 +73,30 @@ void ZVReachability::stopNotifier() {
 
 ZVReachability::NetworkStatus ZVReachability::currentReachabilityStatus() {
   const std::optional<uint32_t> flags = reachabilityRef_ ? reachabilityRef_->flags() : std::nullopt;
-  if (!flags) return kNotReachable;
+  if (!flags) return kStatusNotReachable;
   return localWiFiRef_ ? localWiFiStatusForFlags(*flags) : networkStatusForFlags(*flags);
 }
 
 bool ZVReachability::connectionRequired() {
   const std::optional<uint32_t> flags = reachabilityRef_ ? reachabilityRef_->flags() : std::nullopt;
-  return flags && (*flags & kConnectionRequired) != 0;
+  return flags && (*flags & bits::kConnectionRequired) != 0;
 }
 
 ZVReachability::NetworkStatus ZVReachability::networkStatusForFlags(uint32_t flags) {
-  if ((flags & kReachable) == 0) return kNotReachable;
-  NetworkStatus status = (flags & kConnectionRequired) == 0 ? kReachable : kNotReachable;
+  if ((flags & bits::kReachable) == 0) return kStatusNotReachable;
+  NetworkStatus status = (flags & bits::kConnectionRequired) == 0 ? kStatusReachable : kStatusNotReachable;
   // A connection the system brings up by itself, without the user, counts as reachable.
-  if ((flags & (kConnectionOnDemand | kConnectionOnTraffic)) != 0 &&
-      (flags & kInterventionRequired) == 0) {
-    status = kReachable;
+  if ((flags & (bits::kConnectionOnDemand | bits::kConnectionOnTraffic)) != 0 &&
+      (flags & bits::kInterventionRequired) == 0) {
+    status = kStatusReachable;
   }
-  if ((flags & kIsWWAN) != 0) status = kReachable;
+  if ((flags & bits::kIsWWAN) != 0) status = kStatusReachable;
   return status;
 }
 
 ZVReachability::NetworkStatus ZVReachability::localWiFiStatusForFlags(uint32_t flags) {
-  const uint32_t wanted = kReachable | kIsDirect;
-  return (flags & wanted) == wanted ? kReachable : kNotReachable;
+  const uint32_t wanted = bits::kReachable | bits::kIsDirect;
+  return (flags & wanted) == wanted ? kStatusReachable : kStatusNotReachable;
 }
 
 }  // namespace zelvo
