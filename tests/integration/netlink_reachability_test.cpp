@@ -1,0 +1,307 @@
+// The Linux reachability source against the real kernel, inside a private network namespace
+// that each test makes for itself in a forked child: nothing outside that namespace (the
+// machine's own interfaces, routes or addresses) is ever touched, and no packet is sent.
+
+#include <gtest/gtest.h>
+#include <linux/if_link.h>
+#include <linux/rtnetlink.h>
+#include <linux/veth.h>
+#include <net/if.h>
+#include <poll.h>
+#include <sched.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstring>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "platform/linux/rtnetlink.h"
+#include "zelvo/linux/netlink_reachability_source.h"
+#include "zelvo/testing/testing_platform.h"
+
+namespace zelvo::linux_platform {
+namespace {
+
+using namespace reachability_flags;
+using Clock = std::chrono::steady_clock;
+
+constexpr uint8_t kDummyAddress[4] = {10, 77, 0, 2};
+constexpr uint8_t kGateway[4] = {10, 77, 0, 1};
+constexpr uint8_t kLinkLocalAddress[4] = {169, 254, 3, 4};
+constexpr const char* kInterface = "zvd0";
+constexpr const char* kVethPeer = "zvd1";
+
+// What the child reports: nothing for success, "SKIP: ..." or the failed checks.
+struct ChildReport {
+  std::vector<std::string> failures;
+  std::string skipped;
+  void check(bool ok, const std::string& what) {
+    if (!ok) failures.push_back(what);
+  }
+};
+
+// Network set-up inside the namespace, through rtnetlink requests that ask for an
+// acknowledgement. Each answers the kernel's error number (0: done).
+class NamespaceNetwork {
+ public:
+  explicit NamespaceNetwork(RtnetlinkSocket socket) : socket_(std::move(socket)) {}
+
+  int setUp(const char* name) {
+    ifinfomsg link{};
+    link.ifi_index = static_cast<int>(::if_nametoindex(name));
+    link.ifi_flags = IFF_UP;
+    link.ifi_change = IFF_UP;
+    return request(RTM_NEWLINK, 0, netlinkBytesOf(link), {});
+  }
+
+  // A dummy interface, or where the dummy driver is missing a veth pair (its peer stays in
+  // the namespace too); an error when neither can be made.
+  int addInterface() {
+    if (addLink("dummy", {}) == 0) return 0;
+    ifinfomsg peer{};
+    std::vector<uint8_t> peerInfo(netlinkBytesOf(peer).begin(), netlinkBytesOf(peer).end());
+    appendNetlinkAttribute(peerInfo, IFLA_IFNAME, nameBytes(kVethPeer));
+    std::vector<uint8_t> data;
+    appendNetlinkAttribute(data, VETH_INFO_PEER, peerInfo);
+    const int error = addLink("veth", data);
+    if (error == 0) vethPeer_ = true;
+    return error;
+  }
+
+  int bringUpInterface() {
+    const int error = setUp(kInterface);
+    return error != 0 || !vethPeer_ ? error : setUp(kVethPeer);
+  }
+
+  int addAddress(const uint8_t (&address)[4], uint8_t prefix) {
+    ifaddrmsg message{};
+    message.ifa_family = AF_INET;
+    message.ifa_prefixlen = prefix;
+    message.ifa_index = ::if_nametoindex(kInterface);
+    std::vector<uint8_t> attributes;
+    appendNetlinkAttribute(attributes, IFA_LOCAL, address);
+    appendNetlinkAttribute(attributes, IFA_ADDRESS, address);
+    return request(RTM_NEWADDR, NLM_F_CREATE | NLM_F_EXCL, netlinkBytesOf(message), attributes);
+  }
+
+  int addDefaultRoute() { return defaultRoute(RTM_NEWROUTE, NLM_F_CREATE | NLM_F_EXCL); }
+  int deleteDefaultRoute() { return defaultRoute(RTM_DELROUTE, 0); }
+
+ private:
+  static std::span<const uint8_t> nameBytes(const char* name) {
+    return {reinterpret_cast<const uint8_t*>(name), std::strlen(name) + 1};
+  }
+
+  int addLink(const char* kind, std::span<const uint8_t> kindData) {
+    std::vector<uint8_t> info;
+    appendNetlinkAttribute(info, IFLA_INFO_KIND, nameBytes(kind));
+    if (!kindData.empty()) appendNetlinkAttribute(info, IFLA_INFO_DATA, kindData);
+    std::vector<uint8_t> attributes;
+    appendNetlinkAttribute(attributes, IFLA_IFNAME, nameBytes(kInterface));
+    appendNetlinkAttribute(attributes, IFLA_LINKINFO, info);
+    ifinfomsg link{};
+    return request(RTM_NEWLINK, NLM_F_CREATE | NLM_F_EXCL, netlinkBytesOf(link), attributes);
+  }
+
+  int defaultRoute(uint16_t type, uint16_t flags) {
+    rtmsg route{};
+    route.rtm_family = AF_INET;
+    route.rtm_table = RT_TABLE_MAIN;
+    route.rtm_protocol = RTPROT_BOOT;
+    route.rtm_scope = RT_SCOPE_UNIVERSE;
+    route.rtm_type = RTN_UNICAST;
+    const uint32_t index = ::if_nametoindex(kInterface);
+    std::vector<uint8_t> attributes;
+    appendNetlinkAttribute(attributes, RTA_GATEWAY, kGateway);
+    appendNetlinkAttribute(attributes, RTA_OIF, netlinkBytesOf(index));
+    return request(type, flags, netlinkBytesOf(route), attributes);
+  }
+
+  int request(uint16_t type, uint16_t flags, std::span<const uint8_t> header, std::span<const uint8_t> attributes) {
+    return socket_.exchange(type, static_cast<uint16_t>(flags | NLM_F_ACK), header, attributes, [](const auto&) {})
+        .value_or(-1);
+  }
+
+  RtnetlinkSocket socket_;
+  bool vethPeer_ = false;
+};
+
+// Runs the main run loop (in real time, bounded) until `done` holds.
+bool waitUntil(zelvo::testing::ManualRunLoop& loop, const std::function<bool()>& done, double seconds = 5.0) {
+  const auto deadline = Clock::now() + std::chrono::duration<double>(seconds);
+  while (!done()) {
+    if (Clock::now() >= deadline) return false;
+    loop.waitForPostedTask(0.05);
+  }
+  return true;
+}
+
+// Everything a test body needs inside its namespace: the main run loop of the child, a log,
+// and the namespace's one interface with 10.77.0.2/24, already up.
+struct Namespace {
+  Namespace(NamespaceNetwork& network, ChildReport& report) : network(network), report(report) {}
+  zelvo::testing::VirtualClock clock;
+  zelvo::testing::ManualRunLoop loop{clock};
+  zelvo::testing::CapturingLogSink log;
+  NamespaceNetwork& network;
+  ChildReport& report;
+};
+
+// In a forked child: a new network namespace with `lo` up and one interface, then `body`.
+// The child reports through a pipe; the parent waits a bounded time and kills it after that.
+void runInPrivateNetworkNamespace(const std::function<void(Namespace&)>& body) {
+  int channel[2];
+  ASSERT_EQ(::pipe(channel), 0);
+  const pid_t child = ::fork();
+  ASSERT_GE(child, 0);
+  if (child == 0) {
+    ::close(channel[0]);
+    ChildReport report;
+    // Nothing is changed unless the namespace is certainly our own.
+    const bool isolated = ::unshare(CLONE_NEWNET) == 0;
+    auto socket = isolated ? RtnetlinkSocket::open() : std::nullopt;
+    if (!isolated) {
+      report.skipped = std::string("network namespaces are not permitted here: ") + std::strerror(errno);
+    } else if (!socket) {
+      report.skipped = "netlink cannot be opened in the namespace";
+    } else {
+      NamespaceNetwork network(std::move(*socket));
+      if (const int error = network.addInterface(); error != 0) {
+        report.skipped = std::string("neither a dummy nor a veth interface can be made: ") + std::strerror(error);
+      } else {
+        report.check(network.setUp("lo") == 0, "lo up");
+        report.check(network.bringUpInterface() == 0, "interface up");
+        report.check(network.addAddress(kDummyAddress, 24) == 0, "address 10.77.0.2/24");
+        Namespace space(network, report);
+        if (report.failures.empty()) body(space);
+      }
+    }
+    std::string text = report.skipped.empty() ? "" : "SKIP: " + report.skipped;
+    for (const std::string& failure : report.failures) text += "failed: " + failure + "\n";
+    [[maybe_unused]] const ssize_t written = ::write(channel[1], text.data(), text.size());
+    ::_exit(0);
+  }
+  ::close(channel[1]);
+  std::string text;
+  bool finished = false;
+  const auto deadline = Clock::now() + std::chrono::seconds(30);
+  while (Clock::now() < deadline) {
+    pollfd readable{channel[0], POLLIN, 0};
+    if (::poll(&readable, 1, 200) <= 0) continue;
+    char buffer[512];
+    const ssize_t length = ::read(channel[0], buffer, sizeof(buffer));
+    if (length <= 0) {
+      finished = true;
+      break;
+    }
+    text.append(buffer, static_cast<std::size_t>(length));
+  }
+  ::close(channel[0]);
+  if (!finished) ::kill(child, SIGKILL);
+  int status = 0;
+  ::waitpid(child, &status, 0);
+  ASSERT_TRUE(finished) << "the namespace child did not finish in time";
+  ASSERT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << "the namespace child crashed";
+  if (text.starts_with("SKIP: ")) GTEST_SKIP() << text.substr(6);
+  EXPECT_EQ(text, "");
+}
+
+Ipv4SocketAddress ipv4(std::array<uint8_t, 4> address) {
+  Ipv4SocketAddress result;
+  result.address = address;
+  return result;
+}
+
+TEST(NetlinkReachability, FollowsDefaultRouteAndLinkLocalAddressesInANamespace) {
+  runInPrivateNetworkNamespace([](Namespace& ns) {
+    ChildReport& report = ns.report;
+    auto source = std::make_unique<NetlinkReachabilitySource>(ns.loop, ns.log);
+    report.check(ns.log.count("[ZV]:Reachability: reading the network through rtnetlink") == 1, "logs rtnetlink");
+    auto internet = source->targetForAddress(ipv4({0, 0, 0, 0}));
+    auto linkLocal = source->targetForAddress(ipv4({169, 254, 0, 0}));
+    auto host = source->targetForHostName("10.77.0.5");
+    report.check(internet && linkLocal && host, "targets made");
+    report.check(source->targetForHostName("") == nullptr, "empty host name refused");
+    Ipv4SocketAddress notIpv4;
+    notIpv4.family = 10;
+    report.check(source->targetForAddress(notIpv4) == nullptr, "non-IPv4 address refused");
+    if (!report.failures.empty()) return;
+
+    report.check(internet->flags() == 0u, "no default route: not reachable");
+    report.check(linkLocal->flags() == 0u, "no link-local address yet");
+    int changes = 0;
+    internet->setCallback([&] {
+      report.check(ns.loop.isMainThread(), "callback on the main thread");
+      ++changes;
+    });
+    report.check(internet->scheduleOnMainRunLoop(), "scheduled");
+
+    report.check(ns.network.addDefaultRoute() == 0, "default route added");
+    report.check(waitUntil(ns.loop, [&] { return changes >= 1; }), "callback after the route appeared");
+    report.check(internet->flags() == kReachable, "default route: reachable");
+
+    // The kernel's route lookups: on the link, through the gateway, and our own address.
+    report.check(source->targetForAddress(ipv4({10, 77, 0, 9}))->flags() == (kReachable | kIsDirect), "on-link");
+    report.check(source->targetForAddress(ipv4({192, 0, 2, 1}))->flags() == kReachable, "via gateway");
+    report.check(source->targetForAddress(ipv4({10, 77, 0, 2}))->flags() == (kReachable | kIsLocalAddress | kIsDirect),
+                 "own address");
+    report.check(waitUntil(ns.loop, [&] { return host->flags() == (kReachable | kIsDirect); }),
+                 "host name resolved in the background and routed on the link");
+
+    const int before = changes;
+    report.check(ns.network.deleteDefaultRoute() == 0, "default route deleted");
+    report.check(waitUntil(ns.loop, [&] { return changes > before; }), "callback after the route went");
+    report.check(internet->flags() == 0u, "no default route again: not reachable");
+
+    report.check(ns.network.addAddress(kLinkLocalAddress, 16) == 0, "link-local address added");
+    report.check(linkLocal->flags() == (kReachable | kIsDirect), "link-local network: reachable and direct");
+
+    // Unscheduled: later changes are not called back, even those already under way.
+    internet->unscheduleFromMainRunLoop();
+    const int settled = changes;
+    report.check(ns.network.addDefaultRoute() == 0, "default route added again");
+    waitUntil(ns.loop, [] { return false; }, 0.3);
+    report.check(changes == settled, "no callback once unscheduled");
+
+    const auto start = Clock::now();
+    source.reset();
+    report.check(Clock::now() - start < std::chrono::seconds(3), "the watcher stops promptly");
+    report.check(internet->flags() == kReachable, "a target outliving its source still reads");
+    report.check(!internet->scheduleOnMainRunLoop(), "but cannot be scheduled");
+  });
+}
+
+TEST(NetlinkReachability, UdpConnectFallbackFollowsRoutesInANamespace) {
+  runInPrivateNetworkNamespace([](Namespace& ns) {
+    ChildReport& report = ns.report;
+    auto source = NetlinkReachabilitySource::withNetlinkSocketForTesting(ns.loop, ns.log, -1);
+    report.check(ns.log.count("[ZV]:Reachability: netlink is not available; reading the network through UDP "
+                              "route lookups") == 1,
+                 "logs the fallback");
+    auto internet = source->targetForAddress(ipv4({0, 0, 0, 0}));
+    auto linkLocal = source->targetForAddress(ipv4({169, 254, 0, 0}));
+    report.check(internet->flags() == 0u, "no default route: not reachable");
+    report.check(linkLocal->flags() == 0u, "no link-local address yet");
+    report.check(source->targetForAddress(ipv4({10, 77, 0, 9}))->flags() == kReachable, "on-link address routed");
+
+    report.check(ns.network.addDefaultRoute() == 0, "default route added");
+    report.check(internet->flags() == kReachable, "default route: reachable");
+    report.check(ns.network.addAddress(kLinkLocalAddress, 16) == 0, "link-local address added");
+    report.check(linkLocal->flags() == (kReachable | kIsDirect), "link-local network: reachable and direct");
+
+    // Without netlink the watcher reads the scheduled targets every two seconds.
+    int changes = 0;
+    internet->setCallback([&] { ++changes; });
+    report.check(internet->scheduleOnMainRunLoop(), "scheduled");
+    report.check(ns.network.deleteDefaultRoute() == 0, "default route deleted");
+    report.check(waitUntil(ns.loop, [&] { return changes == 1; }), "callback after the route went");
+    report.check(internet->flags() == 0u, "not reachable again");
+  });
+}
+
+}  // namespace
+}  // namespace zelvo::linux_platform
