@@ -2,14 +2,24 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <openssl/ssl.h>
+#include <poll.h>
 #include <signal.h>
+#include <sys/socket.h>
+#include <unistd.h>
 
 #include <atomic>
 #include <chrono>
+#include <condition_variable>
 #include <future>
 #include <memory>
+#include <mutex>
 #include <set>
+#include <stdexcept>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "integration/local_https_server.h"
@@ -237,21 +247,117 @@ TEST_F(CurlHttpClientTest, FetchReturnsOnlyTheBodyOfASuccessWithinTheCap) {
             std::nullopt);
 }
 
-// The server drops the connection while curl is still writing a request too big for it;
-// with SIGPIPE at its default action, a write that raised it would end this process.
-TEST_F(CurlHttpClientTest, PeerClosingMidRequestDoesNotRaiseSigpipe) {
+// Answers two TLS connections on 127.0.0.1 with 200, keeping each open. The first is reset
+// (RST) once the test asks, so the client holds a dead connection in its cache.
+class ResettingTlsServer {
+ public:
+  explicit ResettingTlsServer(const TestCertificateAuthority& authority)
+      : identity_(authority.issueServerCertificate({kPingHost})),
+        context_(SSL_CTX_new(TLS_server_method())) {
+    SSL_CTX_use_certificate(context_, identity_.certificate.get());
+    SSL_CTX_use_PrivateKey(context_, identity_.key.get());
+    listener_ = socket(AF_INET, SOCK_STREAM, 0);
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t length = sizeof address;
+    if (bind(listener_, reinterpret_cast<sockaddr*>(&address), length) != 0 ||
+        listen(listener_, 2) != 0 ||
+        getsockname(listener_, reinterpret_cast<sockaddr*>(&address), &length) != 0) {
+      throw std::runtime_error("cannot listen on 127.0.0.1");
+    }
+    port_ = ntohs(address.sin_port);
+    thread_ = std::thread([this] {
+      serveConnection(true);
+      serveConnection(false);
+    });
+  }
+  ~ResettingTlsServer() {
+    resetFirst();
+    thread_.join();
+    close(listener_);
+    SSL_CTX_free(context_);
+  }
+  std::string connectTo() const {
+    return std::string(kPingHost) + ":" + std::to_string(port_) + ":127.0.0.1:" +
+           std::to_string(port_);
+  }
+  std::string url() const {
+    return std::string("https://") + kPingHost + ":" + std::to_string(port_) + "/ping?x=1";
+  }
+  void resetFirst() {
+    std::lock_guard lock(mutex_);
+    resetAsked_ = true;
+    changed_.notify_all();
+  }
+  bool waitUntilFirstReset() {
+    std::unique_lock lock(mutex_);
+    return changed_.wait_for(lock, kWaitLimit, [this] { return firstReset_; });
+  }
+
+ private:
+  void serveConnection(bool resetWhenAsked) {
+    pollfd waiting{listener_, POLLIN, 0};
+    if (poll(&waiting, 1, static_cast<int>(kWaitLimit.count())) != 1) return;
+    const int connection = accept(listener_, nullptr, nullptr);
+    if (connection < 0) return;
+    const timeval limit{5, 0};
+    setsockopt(connection, SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
+    SSL* tls = SSL_new(context_);
+    SSL_set_fd(tls, connection);
+    std::string head;
+    char buffer[4096];
+    int got = 0;
+    if (SSL_accept(tls) == 1) {
+      while (head.find("\r\n\r\n") == std::string::npos &&
+             (got = SSL_read(tls, buffer, sizeof buffer)) > 0) {
+        head.append(buffer, static_cast<size_t>(got));
+      }
+      const std::string answer = "HTTP/1.1 200 OK\r\nContent-Length: 0\r\n\r\n";
+      SSL_write(tls, answer.data(), static_cast<int>(answer.size()));
+    }
+    std::unique_lock lock(mutex_);
+    if (resetWhenAsked) changed_.wait_for(lock, kWaitLimit, [this] { return resetAsked_; });
+    const linger reset{1, 0};
+    if (resetWhenAsked) setsockopt(connection, SOL_SOCKET, SO_LINGER, &reset, sizeof reset);
+    close(connection);
+    SSL_free(tls);
+    if (resetWhenAsked) firstReset_ = true;
+    changed_.notify_all();
+  }
+
+  KeyAndCertificate identity_;
+  SSL_CTX* context_;
+  int listener_ = -1;
+  int port_ = 0;
+  std::mutex mutex_;
+  std::condition_variable changed_;
+  bool resetAsked_ = false;
+  bool firstReset_ = false;
+  std::thread thread_;
+};
+
+// Curl finds the reset connection dead when it next reuses it and says goodbye on it before
+// dialling anew; that write fails with EPIPE. With SIGPIPE at its default action, a write
+// that raised it would end this process.
+TEST(CurlHttpClientSignalTest, DeadConnectionInTheCacheDoesNotRaiseSigpipe) {
   struct sigaction previous {};
   struct sigaction byDefault {};
   byDefault.sa_handler = SIG_DFL;
   sigemptyset(&byDefault.sa_mask);
   ASSERT_EQ(sigaction(SIGPIPE, &byDefault, &previous), 0);
 
-  CurlHttpClient client(optionsFor(server));
-  HttpRequest request = pingRequest(pingUrl);
-  request.headers = {{"X-Padding", std::string(900 * 1024, 'p')}};
-  const HttpResult result = get(client, request);
-  EXPECT_NE(statusOf(result), 200);
-  EXPECT_NE(errorOf(result), "test: no completion");
+  TestCertificateAuthority authority;
+  ResettingTlsServer server(authority);
+  CurlHttpClient::Options options;
+  options.caFile = authority.caFile();
+  options.connectTo = {server.connectTo()};
+  CurlHttpClient client(options);
+
+  EXPECT_EQ(statusOf(get(client, pingRequest(server.url()))), 200);
+  server.resetFirst();
+  ASSERT_TRUE(server.waitUntilFirstReset());
+  EXPECT_EQ(statusOf(get(client, pingRequest(server.url()))), 200);
 
   sigaction(SIGPIPE, &previous, nullptr);
 }
