@@ -1,0 +1,104 @@
+#include "zelvo/value.h"
+
+#include <gtest/gtest.h>
+
+#include <bit>
+#include <cmath>
+#include <limits>
+
+namespace zelvo {
+namespace {
+
+constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+constexpr double kInf = std::numeric_limits<double>::infinity();
+
+TEST(ValueTest, NumberConversionsBehaveLikeThePlatformsNumbers) {
+  EXPECT_EQ(Value(7.9).unsignedIntValue(), 7u);
+  EXPECT_EQ(Value(-7.9).longLongValue(), -7);
+  EXPECT_EQ(Value(-1).unsignedIntValue(), 4294967295u);
+  EXPECT_EQ(Value(-1.0).unsignedIntValue(), 4294967295u);
+  EXPECT_EQ(Value(int64_t{0x1'0000'0005}).unsignedIntValue(), 5u);  // narrowing keeps the low bits
+  EXPECT_EQ(Value(kNaN).unsignedIntValue(), 0u);
+  EXPECT_EQ(Value(kNaN).longLongValue(), 0);
+  EXPECT_EQ(Value(1e300).longLongValue(), std::numeric_limits<int64_t>::max());
+  EXPECT_EQ(Value(-kInf).longLongValue(), std::numeric_limits<int64_t>::min());
+  EXPECT_EQ(Value(1e300).unsignedIntValue(), 4294967295u);
+  EXPECT_EQ(Value(-1e300).unsignedIntValue(), 0u);
+  EXPECT_EQ(Value(9223372036854775807.0).longLongValue(), std::numeric_limits<int64_t>::max());
+
+  // Booleans are numbers.
+  EXPECT_TRUE(Value(true).isNumber());
+  EXPECT_EQ(Value(true).unsignedIntValue(), 1u);
+  EXPECT_EQ(Value(false).doubleValue(), 0.0);
+  EXPECT_FALSE(Value("1").isNumber());
+  EXPECT_FALSE(Value(Date{1.0}).isNumber());
+
+  // Strings read their leading integer; other types give zero.
+  EXPECT_EQ(Value("  -42abc").longLongValue(), -42);
+  EXPECT_EQ(Value("abc").longLongValue(), 0);
+  EXPECT_EQ(Value("99999999999999999999").longLongValue(), std::numeric_limits<int64_t>::max());
+  EXPECT_EQ(Value("2.5").doubleValue(), 2.5);
+  EXPECT_EQ(Value(Value::Array{Value(1)}).longLongValue(), 0);
+  EXPECT_EQ(Value().doubleValue(), 0.0);
+}
+
+TEST(ValueTest, JsonRoundTripKeepsStructureAndSortsKeys) {
+  const Value v(Value::Dictionary{
+      {"z", Value(Value::Array{Value(true), Value(), Value("x\"\n\xC3\xA9"), Value(-3)})},
+      {"a", Value(1.5)},
+      {"m", Value(Value::Dictionary{})},
+  });
+  const auto text = v.toJson();
+  ASSERT_TRUE(text.has_value());
+  EXPECT_EQ(*text, "{\"a\":1.5,\"m\":{},\"z\":[true,null,\"x\\\"\\n\xC3\xA9\",-3]}");
+  EXPECT_EQ(Value::fromJson(*text), v);
+
+  EXPECT_EQ(Value::fromJson("12")->type(), Value::Type::kInt);
+  EXPECT_EQ(Value::fromJson("12.0")->type(), Value::Type::kDouble);
+  EXPECT_EQ(Value::fromJson("-9223372036854775808")->asInt(), std::numeric_limits<int64_t>::min());
+  EXPECT_EQ(Value::fromJson("18446744073709551615")->type(), Value::Type::kDouble);
+}
+
+TEST(ValueTest, TypedJsonKeepsEveryBit) {
+  const double doubles[] = {0.1 + 0.2, -0.0, kNaN, kInf, -kInf, 5e-324, std::numeric_limits<double>::max(), 1.0 / 3};
+  for (double d : doubles) {
+    for (const Value& v : {Value(d), Value(Date{d})}) {
+      const auto back = Value::fromTypedJson(v.toTypedJson());
+      ASSERT_TRUE(back.has_value()) << v.toTypedJson();
+      ASSERT_EQ(back->type(), v.type());
+      const double got = v.asDate() ? back->asDate()->seconds : *back->asDouble();
+      EXPECT_EQ(std::bit_cast<uint64_t>(got), std::bit_cast<uint64_t>(d)) << v.toTypedJson();
+    }
+  }
+  const Value nested(Value::Dictionary{
+      {"list", Value(Value::Array{Value(int64_t{-1}), Value(false), Value(), Value("s"), Value(Date{3.25})})},
+      {"n", Value(std::numeric_limits<int64_t>::max())},
+  });
+  EXPECT_EQ(Value::fromTypedJson(nested.toTypedJson()), nested);
+  // 1 and 1.0 and true stay distinct.
+  EXPECT_EQ(Value::fromTypedJson(Value(1.0).toTypedJson())->type(), Value::Type::kDouble);
+  EXPECT_EQ(Value::fromTypedJson(Value(true).toTypedJson())->type(), Value::Type::kBool);
+}
+
+TEST(ValueTest, JsonRefusesWhatItCannotHold) {
+  EXPECT_FALSE(Value(Date{0}).toJson().has_value());
+  EXPECT_FALSE(Value(Value::Array{Value(1), Value(Date{0})}).toJson().has_value());
+  EXPECT_FALSE(Value(kNaN).toJson().has_value());
+  EXPECT_FALSE(Value(Value::Dictionary{{"k", Value(-kInf)}}).toJson().has_value());
+  EXPECT_FALSE(Value("bad \xFF utf-8").toJson().has_value());
+  EXPECT_FALSE(Value(Value::Dictionary{{"\xC3", Value(1)}}).toJson().has_value());
+}
+
+TEST(ValueTest, ParsersRejectGarbage) {
+  for (const char* text : {"", "{", "[1,]", "nul", "{\"a\":1}x", "{'a':1}", "\"\xFF\"", "01", "NaN"}) {
+    EXPECT_FALSE(Value::fromJson(text).has_value()) << text;
+  }
+  for (const char* text : {"", "[]", "{}", "{\"int\":\"1\"}", "{\"int\":1.5}", "{\"double\":\"nanx\"}",
+                           "{\"int\":1,\"bool\":true}", "{\"array\":[{\"int\":1},2]}", "{\"what\":1}",
+                           "{\"int\":18446744073709551615}", "{\"dict\":[]}"}) {
+    EXPECT_FALSE(Value::fromTypedJson(text).has_value()) << text;
+  }
+}
+
+}  // namespace
+}  // namespace zelvo
