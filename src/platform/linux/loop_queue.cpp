@@ -158,6 +158,11 @@ void LoopQueue::runDue() {
     batch.swap(state_->tasks);
   }
   while (!batch.empty()) {
+    {
+      // Closed meanwhile (by a shutdown on another thread): the rest is dropped on return.
+      std::lock_guard lock(state_->mutex);
+      if (state_->closed) return;
+    }
     // Destroyed right after it runs, so a runAndWait caller is released at once.
     std::function<void()> task = std::move(batch.front());
     batch.pop_front();

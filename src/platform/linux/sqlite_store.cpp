@@ -170,7 +170,8 @@ void SqliteStore::Impl::writerLoop() {
     if (flushAt) {
       writerWake.wait_until(lock, *flushAt, ready);
     } else {
-      writerWake.wait(lock, ready);
+      // Until a first write sets the deadline, then round again to wait for it.
+      writerWake.wait(lock, [this] { return stopping || syncRequested || flushAt.has_value(); });
     }
     if (!ready()) continue;
     flush(lock);

@@ -12,14 +12,15 @@ ThreadRunLoop::ThreadRunLoop() : queue_(std::make_unique<LoopQueue>([this] { wak
 }
 
 ThreadRunLoop::~ThreadRunLoop() {
+  // First, so that nothing more starts and runAndWait callers are released even while a
+  // callback is still running on the loop thread.
+  queue_->close();
   {
     std::lock_guard lock(mutex_);
     stopping_ = true;
   }
   wakeUp_.notify_one();
   thread_.join();
-  // Drops what is left and releases runAndWait callers still waiting.
-  queue_->close();
 }
 
 std::shared_ptr<Timer> ThreadRunLoop::addRepeatingTimer(double intervalSeconds, std::function<void()> callback) {
