@@ -102,10 +102,10 @@ TEST_F(ReturningUsersTest, WithoutAFirstVisitNobodyIsNew) {
 }
 
 TEST_F(ReturningUsersTest, TheNewFlagAndTheMaskReachThePingsAndSurviveARestart) {
-  post(ApplicationEvent::kDidBecomeActive);
-  restart();
+  tracker->startTrackerWithAccountID(9, std::string("app"));
+  post(ApplicationEvent::kDidBecomeActive);  // the first visit
   platform->virtualClock().set(kStart + kDay);
-  post(ApplicationEvent::kDidBecomeActive);
+  restart();
   tracker->startTrackerWithAccountID(9, std::string("app"));
   tracker->trackView(std::make_shared<SimpleView>(), std::string("/a"), std::string("A"));
   auto q = queryMap(lastUrl());
@@ -114,7 +114,9 @@ TEST_F(ReturningUsersTest, TheNewFlagAndTheMaskReachThePingsAndSurviveARestart) 
   platform->virtualClock().set(kStart + kDay + 40 * 86400.0);
   post(ApplicationEvent::kDidBecomeActive);
   tracker->trackView(std::make_shared<SimpleView>(), std::string("/b"), std::string("B"));
-  EXPECT_EQ(queryMap(lastUrl())["n"], "1") << "back after more than thirty days";
+  q = queryMap(lastUrl());
+  EXPECT_EQ(q["n"], "1") << "back after more than thirty days";
+  EXPECT_EQ(q["f"], "00001") << "the earlier opens are more than fifteen days back";
 }
 
 TEST_F(ReturningUsersTest, OpenDaysOfTheWrongTypeAreSkipped) {
