@@ -273,3 +273,28 @@ TEST_F(HeartbeatTest, ADecayPingIsFullWithoutALastPathAndChangesNoSchedule) {
 
 }  // namespace
 }  // namespace zelvo::test
+
+namespace zelvo::test {
+namespace {
+
+TEST_F(HeartbeatTest, TheReachabilityFlagsDecideWhetherAPingLeaves) {
+  platform->reachability().setFlags(0x6);  // reachable, but a connection must be made first
+  startAndTrack();
+  advance(15);
+  EXPECT_EQ(pingCount(), 0u);
+  platform->reachability().setFlags(0x40002);  // a cellular route counts as reachable
+  advance(15);
+  EXPECT_EQ(pingCount(), 1u);
+}
+
+TEST_F(HeartbeatTest, ATrackerWhoseMonitorWasRefusedNeverPings) {
+  platform->reachability().setRefuseTargets(true);
+  restart();
+  EXPECT_FALSE(in().reachability);
+  startAndTrack();
+  advance(60);
+  EXPECT_EQ(pingCount(), 0u);
+}
+
+}  // namespace
+}  // namespace zelvo::test
