@@ -1,8 +1,8 @@
 #include "zelvo/linux/curl_http_client.h"
 
+#include <arpa/inet.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <arpa/inet.h>
 #include <netinet/in.h>
 #include <openssl/ssl.h>
 #include <poll.h>
@@ -54,9 +54,8 @@ HttpRequest pingRequest(const std::string& url) {
 HttpResult get(HttpClient& client, HttpRequest request) {
   auto promise = std::make_shared<std::promise<HttpResult>>();
   std::future<HttpResult> future = promise->get_future();
-  client.startGet(std::move(request), [promise](const HttpResult& result) {
-    promise->set_value(result);
-  });
+  client.startGet(std::move(request),
+                  [promise](const HttpResult& result) { promise->set_value(result); });
   if (future.wait_for(kWaitLimit) != std::future_status::ready) {
     return HttpError{"test: no completion", ""};
   }
@@ -107,8 +106,8 @@ TEST_F(CurlHttpClientTest, RequestArrivesAsSentUnderTheRealHostName) {
   // Nothing beyond the request's own headers and curl's standard ones.
   std::set<std::string> names;
   for (const auto& header : first.headers) names.insert(header.first);
-  EXPECT_EQ(names, (std::set<std::string>{"Accept", "Cache-Control", "Host", "Pragma",
-                                          "User-Agent"}));
+  EXPECT_EQ(names,
+            (std::set<std::string>{"Accept", "Cache-Control", "Host", "Pragma", "User-Agent"}));
 
   EXPECT_EQ(seen[1].headers.count("Cache-Control"), 0u);
   EXPECT_EQ(seen[1].headers.count("Pragma"), 0u);
@@ -204,9 +203,7 @@ TEST_F(CurlHttpClientTest, DestructorCancelsRequestsInFlightPromptly) {
   // The cancelled request resends, as a ping would; the resend is cancelled as well.
   shared->startGet(request, [&](const HttpResult& result) {
     outcomes.push_back(errorOf(result));
-    shared->startGet(request, [&](const HttpResult& again) {
-      outcomes.push_back(errorOf(again));
-    });
+    shared->startGet(request, [&](const HttpResult& again) { outcomes.push_back(errorOf(again)); });
   });
   ASSERT_TRUE(server.waitForRequests(1, kWaitLimit));
 
@@ -279,8 +276,8 @@ class ResettingTlsServer {
     SSL_CTX_free(context_);
   }
   std::string connectTo() const {
-    return std::string(kPingHost) + ":" + std::to_string(port_) + ":127.0.0.1:" +
-           std::to_string(port_);
+    return std::string(kPingHost) + ":" + std::to_string(port_) +
+           ":127.0.0.1:" + std::to_string(port_);
   }
   std::string url() const {
     return std::string("https://") + kPingHost + ":" + std::to_string(port_) + "/ping?x=1";

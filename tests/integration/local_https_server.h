@@ -21,7 +21,7 @@ struct RecordedRequest {
   std::string method;
   std::string target;  // the request line's target as sent: path and query, undecoded
   std::string path;
-  std::string query;  // after the "?", undecoded; empty when there is none
+  std::string query;         // after the "?", undecoded; empty when there is none
   httplib::Headers headers;  // as sent; names compare without case
 };
 

@@ -55,8 +55,8 @@ CertificatePtr makeCertificate(EVP_PKEY* key, const std::string& commonName, X50
   check(X509_set_pubkey(cert, key) == 1, "X509_set_pubkey");
   X509_NAME* name = X509_get_subject_name(cert);
   check(X509_NAME_add_entry_by_txt(name, "CN", MBSTRING_UTF8,
-                                   reinterpret_cast<const unsigned char*>(commonName.c_str()),
-                                   -1, -1, 0) == 1,
+                                   reinterpret_cast<const unsigned char*>(commonName.c_str()), -1,
+                                   -1, 0) == 1,
         "CN");
   check(X509_set_issuer_name(cert, issuer != nullptr ? X509_get_subject_name(issuer) : name) == 1,
         "X509_set_issuer_name");
@@ -78,12 +78,11 @@ CertificatePtr makeCertificate(EVP_PKEY* key, const std::string& commonName, X50
 
 TestCertificateAuthority::TestCertificateAuthority() {
   authority_.key = newKey();
-  authority_.certificate =
-      makeCertificate(authority_.key.get(), "Zelvo Test CA " + randomHex(6), nullptr,
-                      authority_.key.get(),
-                      {{NID_basic_constraints, "critical,CA:TRUE"},
-                       {NID_key_usage, "critical,keyCertSign,cRLSign"},
-                       {NID_subject_key_identifier, "hash"}});
+  authority_.certificate = makeCertificate(authority_.key.get(), "Zelvo Test CA " + randomHex(6),
+                                           nullptr, authority_.key.get(),
+                                           {{NID_basic_constraints, "critical,CA:TRUE"},
+                                            {NID_key_usage, "critical,keyCertSign,cRLSign"},
+                                            {NID_subject_key_identifier, "hash"}});
   std::string pattern = "/tmp/zelvo-test-ca-XXXXXX";
   check(mkdtemp(pattern.data()) != nullptr, "mkdtemp");
   directory_ = pattern;
@@ -105,15 +104,14 @@ KeyAndCertificate TestCertificateAuthority::issueServerCertificate(
   for (const std::string& host : hostNames) altNames += ",DNS:" + host;
   KeyAndCertificate server;
   server.key = newKey();
-  server.certificate =
-      makeCertificate(server.key.get(), "localhost", authority_.certificate.get(),
-                      authority_.key.get(),
-                      {{NID_basic_constraints, "critical,CA:FALSE"},
-                       {NID_key_usage, "critical,digitalSignature"},
-                       {NID_ext_key_usage, "serverAuth"},
-                       {NID_subject_alt_name, altNames},
-                       {NID_subject_key_identifier, "hash"},
-                       {NID_authority_key_identifier, "keyid:always"}});
+  server.certificate = makeCertificate(server.key.get(), "localhost", authority_.certificate.get(),
+                                       authority_.key.get(),
+                                       {{NID_basic_constraints, "critical,CA:FALSE"},
+                                        {NID_key_usage, "critical,digitalSignature"},
+                                        {NID_ext_key_usage, "serverAuth"},
+                                        {NID_subject_alt_name, altNames},
+                                        {NID_subject_key_identifier, "hash"},
+                                        {NID_authority_key_identifier, "keyid:always"}});
   return server;
 }
 

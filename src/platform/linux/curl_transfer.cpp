@@ -108,8 +108,7 @@ HttpResult CurlTransfer::result(CURLcode code) const {
 }
 
 HttpError CurlTransfer::error(CURLcode code) const {
-  std::string description =
-      "curl error " + std::to_string(code) + ": " + curl_easy_strerror(code);
+  std::string description = "curl error " + std::to_string(code) + ": " + curl_easy_strerror(code);
   if (errorBuffer_[0] != '\0') description += std::string(" (") + errorBuffer_ + ")";
   return HttpError{std::move(description), url_};
 }

@@ -96,8 +96,8 @@ void CurlWorker::start(std::deque<Pending>& incoming, std::vector<Finished>& fin
     }
     const CURLMcode added = curl_multi_add_handle(multi_, transfer->handle());
     if (added != CURLM_OK) {
-      finished.push_back({std::move(item.done),
-                          HttpError{curl_multi_strerror(added), item.request.url}});
+      finished.push_back(
+          {std::move(item.done), HttpError{curl_multi_strerror(added), item.request.url}});
       continue;
     }
     CURL* handle = transfer->handle();
