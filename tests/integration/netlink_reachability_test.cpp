@@ -10,10 +10,12 @@
 #include <poll.h>
 #include <sched.h>
 #include <signal.h>
+#include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <chrono>
+#include <cstdio>
 #include <cstring>
 #include <functional>
 #include <string>
@@ -156,6 +158,7 @@ struct Namespace {
 void runInPrivateNetworkNamespace(const std::function<void(Namespace&)>& body) {
   int channel[2];
   ASSERT_EQ(::pipe(channel), 0);
+  std::fflush(nullptr);  // or the child would write what the parent has buffered a second time
   const pid_t child = ::fork();
   ASSERT_GE(child, 0);
   if (child == 0) {
@@ -300,6 +303,37 @@ TEST(NetlinkReachability, UdpConnectFallbackFollowsRoutesInANamespace) {
     report.check(ns.network.deleteDefaultRoute() == 0, "default route deleted");
     report.check(waitUntil(ns.loop, [&] { return changes == 1; }), "callback after the route went");
     report.check(internet->flags() == 0u, "not reachable again");
+  });
+}
+
+TEST(NetlinkReachability, WatchesTheSocketGivenForTesting) {
+  runInPrivateNetworkNamespace([](Namespace& ns) {
+    ChildReport& report = ns.report;
+    int pair[2];
+    if (::socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, pair) != 0) {
+      report.check(false, "socket pair");
+      return;
+    }
+    auto source = NetlinkReachabilitySource::withNetlinkSocketForTesting(ns.loop, ns.log, pair[0]);
+    auto internet = source->targetForAddress(ipv4({0, 0, 0, 0}));
+    int changes = 0;
+    internet->setCallback([&] { ++changes; });
+    report.check(internet->scheduleOnMainRunLoop(), "scheduled");
+
+    // The kernel's own announcement does not reach the given socket: no reading, no change.
+    report.check(ns.network.addDefaultRoute() == 0, "default route added");
+    waitUntil(ns.loop, [] { return false; }, 0.3);
+    report.check(changes == 0, "nothing read before a message arrives");
+    const char message[] = "any message";
+    report.check(::send(pair[1], message, sizeof(message), 0) == sizeof(message), "message sent");
+    report.check(waitUntil(ns.loop, [&] { return changes == 1; }), "a message makes the watcher read again");
+
+    // A socket that closes is given up, not spun on.
+    ::close(pair[1]);
+    report.check(waitUntil(ns.loop, [&] { return ns.log.lines().size() == 2; }, 2.0), "socket failure logged");
+    report.check(ns.log.count("[ZV]:Reachability: the netlink socket failed; reading the network every 2 "
+                              "seconds instead") == 1,
+                 "falls back to reading every two seconds");
   });
 }
 
