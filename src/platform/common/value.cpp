@@ -123,7 +123,9 @@ json toTyped(const Value& v) {
 
 std::optional<Value> fromTyped(const json& j) {
   if (!j.is_object() || j.size() != 1) return std::nullopt;
-  const auto& [tag, body] = *j.items().begin();
+  const auto only = j.begin();
+  const std::string& tag = only.key();
+  const json& body = only.value();
   if (tag == "nil") return Value();
   if (tag == "bool" && body.is_boolean()) return Value(body.get<bool>());
   if (tag == "int" && (body.is_number_integer())) {
