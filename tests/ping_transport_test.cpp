@@ -194,15 +194,15 @@ TEST_F(PingTransportTest, OverCapacityLocksOutUntilTenMinutesLater) {
 
   platform_->virtualClock().set(kStart + 599.0);
   EXPECT_EQ(track(), 0u);
-  // The lock-out holds while the time to its end is zero or positive: still at the end itself.
-  platform_->virtualClock().set(kStart + 600.0);
+  platform_->virtualClock().set(kStart + 599.999);
   EXPECT_EQ(track(), 0u);
   EXPECT_EQ(countLog("[ZV]:Lock out mode, not sending pings"), 2u);
   EXPECT_TRUE(willSend_.urls().size() == 2u);
   EXPECT_FALSE(ping_->lastWasError());  // consumed by the ping that got the 503
 
   http().enqueueStatuses({200});
-  platform_->virtualClock().set(kStart + 600.001);
+  // The first call at the end instant itself clears the lock-out and sends.
+  platform_->virtualClock().set(kStart + 600.0);
   EXPECT_EQ(track(), 1u);
   EXPECT_EQ(countLog("[ZV]:Clearing lock out"), 1u);
   EXPECT_FALSE(ping_->lockOutEnd());

@@ -88,7 +88,8 @@ void ZVPing::trackAccountID(const TrackArguments& arguments) {
   {
     std::lock_guard lock(mutex_);
     if (lockOutEnd_) {
-      if (*lockOutEnd_ - platform_->clock().now() >= 0.0) {
+      // The lock-out ends at its end instant: a call at exactly that time clears it and sends.
+      if (platform_->clock().now() < *lockOutEnd_) {
         lockOut = LockOut::kHolds;
       } else {
         lockOut = LockOut::kCleared;
