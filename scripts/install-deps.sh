@@ -4,7 +4,7 @@ set -euo pipefail
 packages=(
   build-essential cmake ninja-build pkg-config git ca-certificates openssl
   libcurl4-openssl-dev libsqlite3-dev nlohmann-json3-dev libssl-dev libcpp-httplib-dev
-  libgtest-dev libgmock-dev libbenchmark-dev iproute2 util-linux
+  libgtest-dev libgmock-dev libbenchmark-dev iproute2 util-linux locales tzdata
 )
 missing=()
 for p in "${packages[@]}"; do
@@ -17,4 +17,8 @@ if [ ${#missing[@]} -gt 0 ]; then
   export DEBIAN_FRONTEND=noninteractive
   $sudo_cmd apt-get update -qq
   $sudo_cmd apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
+fi
+# A locale with a decimal comma, so the tests can show that numbers on the wire never use it.
+if ! locale -a 2>/dev/null | grep -qi '^de_DE\.utf-\?8$'; then
+  localedef -i de_DE -f UTF-8 de_DE.UTF-8 >/dev/null 2>&1 || echo "note: could not make the de_DE.UTF-8 locale; its test will skip"
 fi
