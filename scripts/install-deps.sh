@@ -4,7 +4,7 @@ set -euo pipefail
 packages=(
   build-essential cmake ninja-build pkg-config git ca-certificates openssl
   libcurl4-openssl-dev libsqlite3-dev nlohmann-json3-dev libssl-dev libcpp-httplib-dev
-  libgtest-dev libgmock-dev libbenchmark-dev iproute2 util-linux locales tzdata
+  libgtest-dev libgmock-dev libbenchmark-dev iproute2 util-linux locales tzdata libglib2.0-dev
 )
 missing=()
 for p in "${packages[@]}"; do
