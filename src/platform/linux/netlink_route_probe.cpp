@@ -28,14 +28,12 @@ std::optional<Interfaces> runningInterfaces(RtnetlinkSocket& socket) {
   ifinfomsg request{};
   request.ifi_family = AF_UNSPEC;
   Interfaces running;
-  const auto result = socket.exchange(RTM_GETLINK, NLM_F_DUMP, netlinkBytesOf(request), {},
-                                      [&](const NetlinkMessage& message) {
-                                        const auto link = readNetlinkStruct<ifinfomsg>(message.payload);
-                                        const unsigned wanted = IFF_UP | IFF_RUNNING;
-                                        if (message.type == RTM_NEWLINK && link && (link->ifi_flags & wanted) == wanted) {
-                                          running.insert(link->ifi_index);
-                                        }
-                                      });
+  const auto collect = [&](const NetlinkMessage& message) {
+    const auto link = readNetlinkStruct<ifinfomsg>(message.payload);
+    const unsigned wanted = IFF_UP | IFF_RUNNING;
+    if (message.type == RTM_NEWLINK && link && (link->ifi_flags & wanted) == wanted) running.insert(link->ifi_index);
+  };
+  const auto result = socket.exchange(RTM_GETLINK, NLM_F_DUMP, netlinkBytesOf(request), {}, collect);
   if (!succeeded(result)) return std::nullopt;
   return running;
 }

@@ -12,7 +12,9 @@ namespace zelvo::linux_platform {
 
 namespace {
 
-constexpr std::size_t align(std::size_t length) { return (length + NLMSG_ALIGNTO - 1) & ~std::size_t{NLMSG_ALIGNTO - 1}; }
+constexpr std::size_t align(std::size_t length) {
+  return (length + NLMSG_ALIGNTO - 1) & ~std::size_t{NLMSG_ALIGNTO - 1};
+}
 
 // Netlink route attributes share the rtattr layout: 16-bit length, 16-bit type.
 struct AttributeHeader {
