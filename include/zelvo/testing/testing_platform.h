@@ -65,7 +65,7 @@ class ManualRunLoop : public RunLoop {
 
   // Moves time forward to now + seconds: every firing at a time <= the target runs, in order,
   // with the clock set to the firing's time; posted tasks run before each firing and at the
-  // end. Main thread only.
+  // end. A negative amount counts as zero. Main thread only.
   void advance(double seconds);
   // Runs the tasks posted so far (and those they post). Main thread only.
   void runPendingTasks();
