@@ -14,8 +14,8 @@ namespace {
 // A netlink message of `type` whose payload is an rtmsg followed by `attributes`.
 std::vector<uint8_t> routeMessage(uint16_t type, uint32_t sequence, const std::vector<uint8_t>& attributes) {
   std::vector<uint8_t> message(NLMSG_HDRLEN);
-  const auto route = netlinkBytesOf(rtmsg{});
-  message.insert(message.end(), route.begin(), route.end());
+  const rtmsg route{};
+  message.insert(message.end(), netlinkBytesOf(route).begin(), netlinkBytesOf(route).end());
   message.insert(message.end(), attributes.begin(), attributes.end());
   nlmsghdr header{};
   header.nlmsg_len = static_cast<uint32_t>(message.size());
@@ -29,8 +29,9 @@ std::vector<uint8_t> routeMessage(uint16_t type, uint32_t sequence, const std::v
 std::string text(std::span<const uint8_t> bytes) { return {bytes.begin(), bytes.end()}; }
 
 TEST(RtnetlinkParse, EncodedAttributesAndMessagesReadBack) {
+  const uint32_t seven = 7;
   std::vector<uint8_t> nested;
-  appendNetlinkAttribute(nested, 1, netlinkBytesOf(uint32_t{7}));
+  appendNetlinkAttribute(nested, 1, netlinkBytesOf(seven));
   std::vector<uint8_t> attributes;
   const std::string odd = "abcde";  // not a multiple of the alignment: padding follows
   appendNetlinkAttribute(attributes, RTA_DST, {reinterpret_cast<const uint8_t*>(odd.data()), odd.size()});
@@ -57,8 +58,9 @@ TEST(RtnetlinkParse, EncodedAttributesAndMessagesReadBack) {
 }
 
 TEST(RtnetlinkParse, TruncatedOrLyingInputYieldsOnlyWholeParts) {
+  const uint32_t interfaceIndex = 3;
   std::vector<uint8_t> attributes;
-  appendNetlinkAttribute(attributes, RTA_OIF, netlinkBytesOf(uint32_t{3}));
+  appendNetlinkAttribute(attributes, RTA_OIF, netlinkBytesOf(interfaceIndex));
   const std::vector<uint8_t> message = routeMessage(RTM_NEWROUTE, 1, attributes);
   // Every cut of the datagram: the message is there whole or not at all.
   for (std::size_t length = 0; length < message.size(); ++length) {

@@ -41,10 +41,13 @@ std::optional<T> readNetlinkStruct(std::span<const uint8_t> bytes) {
   return value;
 }
 
+// The bytes of `value`, which must outlive the span (hence no temporaries).
 template <typename T>
 std::span<const uint8_t> netlinkBytesOf(const T& value) {
   return {reinterpret_cast<const uint8_t*>(&value), sizeof(T)};
 }
+template <typename T>
+std::span<const uint8_t> netlinkBytesOf(const T&& value) = delete;
 
 // A NETLINK_ROUTE socket for one request at a time, with bounded waits. Not thread-safe:
 // open one per question.
