@@ -73,6 +73,9 @@ class ManualRunLoop : public RunLoop {
   // then runs pending tasks. For tests that drive a call from a second thread. Main thread only.
   bool waitForPostedTask(double timeoutSeconds);
   std::size_t activeTimerCount() const;
+  // When the next firing is due (seconds since 2001), or nothing when no timer is valid; lets
+  // a driver step the loop one firing at a time. Main thread only.
+  std::optional<double> nextFiringTime() const;
 
  private:
   struct TimerState;

@@ -190,4 +190,18 @@ std::size_t ManualRunLoop::activeTimerCount() const {
   }));
 }
 
+std::optional<double> ManualRunLoop::nextFiringTime() const {
+  std::lock_guard lock(mutex_);
+  std::optional<double> next;
+  for (const auto& timer : timers_) {
+    {
+      std::lock_guard timerLock(timer->mutex);
+      if (!timer->valid) continue;
+    }
+    const double at = timer->nextFireTime();
+    if (!next || at < *next) next = at;
+  }
+  return next;
+}
+
 }  // namespace zelvo::testing
