@@ -11,6 +11,7 @@
 
 #include <chrono>
 #include <cmath>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
@@ -432,6 +433,7 @@ TEST_F(SqliteStoreTest, TwoProcessesWritingTheSameFileKeepItConsistent) {
         if (i % 15 == 0) ok = ok && store.synchronize();
       }
       ok = ok && store.synchronize() && store.isPersistent();
+      for (const std::string& line : childLog.lines()) std::fprintf(stderr, "%s %s\n", prefix.c_str(), line.c_str());
     }
     _exit(ok ? 0 : 1);
   };

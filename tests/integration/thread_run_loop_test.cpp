@@ -298,7 +298,6 @@ TEST(ExternalRunLoopTest, DestructionReleasesWaitersWithoutRunningTheirTasks) {
 }
 
 TEST(ThreadExecutorTest, RunsTasksOnTwoBackgroundThreads) {
-  ThreadExecutor executor(2);
   // Both tasks wait for each other: they finish only if they run at the same time.
   std::promise<void> firstStarted;
   std::promise<void> secondStarted;
@@ -307,6 +306,7 @@ TEST(ThreadExecutorTest, RunsTasksOnTwoBackgroundThreads) {
   Counter done;
   std::atomic<bool> offCaller{true};
   const auto caller = std::this_thread::get_id();
+  ThreadExecutor executor(2);  // declared last: its workers stop before the state they use goes
   executor.execute([&] {
     firstStarted.set_value();
     if (second.wait_for(kWaitLimit) == std::future_status::ready) done.add();

@@ -7,8 +7,10 @@
 #include <time.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <cstdio>
 #include <cstring>
+#include <thread>
 #include <utility>
 
 namespace zelvo::linux_platform {
@@ -133,6 +135,24 @@ std::optional<Failure> openAndRead(const std::string& path, LogSink& log, Db& db
   return readValues(raw, path, log, values);
 }
 
+// Two processes opening the file at the same moment can both hold a read lock and want to
+// write (switching to WAL, creating the table); SQLite then fails one of them with
+// SQLITE_BUSY at once, without waiting, as waiting could never succeed. Starting over
+// after a short pause resolves it.
+std::optional<Failure> openAndReadPatiently(const std::string& path, LogSink& log, Db& db, Value::Dictionary& values) {
+  const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(kBusyTimeoutMs);
+  for (;;) {
+    std::optional<Failure> failure = openAndRead(path, log, db, values);
+    const int code = failure ? failure->code & 0xff : SQLITE_OK;
+    if ((code != SQLITE_BUSY && code != SQLITE_LOCKED) || std::chrono::steady_clock::now() >= deadline) {
+      return failure;
+    }
+    db.reset();
+    values.clear();
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  }
+}
+
 // Failures that say the file itself cannot be used, as opposed to a busy lock, a full
 // disk or a lack of memory, which moving the file would not cure.
 bool fileIsUnusable(int code) {
@@ -189,7 +209,7 @@ std::optional<StoreFile::Opened> StoreFile::open(const std::string& path, LogSin
   for (int attempt = 0;; ++attempt) {
     Db db;
     Value::Dictionary values;
-    const std::optional<Failure> failure = openAndRead(path, log, db, values);
+    const std::optional<Failure> failure = openAndReadPatiently(path, log, db, values);
     if (!failure) return Opened{std::unique_ptr<StoreFile>(new StoreFile(db.release())), std::move(values)};
     db.reset();
 
