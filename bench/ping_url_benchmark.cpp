@@ -1,6 +1,6 @@
 // The cost of turning one ping's values into its URL, against one snprintf that writes a URL
 // of the same text. Read the figure as the ratio of the two times of the same run.
-#include <benchmark/benchmark.h>
+#include "baseline_ratio.h"
 
 #include <cstdio>
 #include <string>
@@ -33,6 +33,7 @@ ZVPing::TrackArguments typicalArguments() {
   a.userAgent = "Mozilla/5.0 (iPhone)";
   a.screenHeight = 1334.0f;
   a.screenWidth = 750.0f;
+  a.location = Location{52.520008, 13.404954};
   a.frequency = "0001f";
   a.userRead = true;
   a.engagedSeconds = 21;
@@ -54,7 +55,7 @@ std::string buildUrl(const ZVPing::TrackArguments& arguments, bool full) {
 constexpr const char* kRegularFormat =
     "%sh=%s&d=%s&g=%d&j=%d&u=%s&t=%s&p=%s&c=%.2f&y=%d&o=%d&x=%d&m=%d&f=%s&R=%d&W=%d&I=%d&E=%d&e=%d&Z=%d"
     "&sd=%lld&sr=%s&sv=%s";
-constexpr const char* kFullFormat = "&n=%d&i=%s&g0=%s,%s&g1=%s&g2=&w=%d&S=%d&lg=&lt=&V=%s&r=%s&D=%s";
+constexpr const char* kFullFormat = "&n=%d&i=%s&g0=%s,%s&g1=%s&g2=&w=%d&S=%d&lg=%f&lt=%f&V=%s&r=%s&D=%s";
 
 // The same URL as buildUrl() of typicalArguments(), written by one snprintf from values that
 // are already numbers and escaped text.
@@ -66,7 +67,7 @@ std::string snprintfUrl(bool full) {
       "QUFFQ0F3UUZCZ2NJQ1", "QUFFQ0F3UUZCZ2NJQ1FvTERBME9Ed19f", "/news/2026/03/budget%20talks",
       static_cast<double>(45.0f / 60.0f), 8123, 750, 2400, 3100, "0001f", 1, 0, 0, 21, 6, 1, 3LL, "",
       "U0lURVZJU0lUVUlEVUlEVUlEVUlEVUlE", 0, "Budget%20talks%3A%20what%20changes%20%26%20when", "news",
-      "politics", "Jane%20Doe", 1334, 750, "1009", "com.example.app", "UFJFVklPVVNTRVNTSU9OVE9LRU5UT0tF");
+      "politics", "Jane%20Doe", 1334, 750, 13.404954, 52.520008, "1009", "com.example.app", "UFJFVklPVVNTRVNTSU9OVE9LRU5UT0tF");
   return std::string(buffer, static_cast<std::size_t>(length));
 }
 
@@ -76,7 +77,7 @@ void checkSameUrl(benchmark::State& state, bool full) {
   state.counters["url_bytes"] = static_cast<double>(ours.size());
 }
 
-void BM_PingUrl(benchmark::State& state, bool full) {
+void PingUrl(benchmark::State& state, bool full) {
   checkSameUrl(state, full);
   const ZVPing::TrackArguments arguments = typicalArguments();
   for (auto _ : state) {
@@ -85,7 +86,7 @@ void BM_PingUrl(benchmark::State& state, bool full) {
   }
 }
 
-void BM_SnprintfBaseline(benchmark::State& state, bool full) {
+void BaselineSnprintfUrl(benchmark::State& state, bool full) {
   checkSameUrl(state, full);
   for (auto _ : state) {
     std::string url = snprintfUrl(full);
@@ -93,10 +94,12 @@ void BM_SnprintfBaseline(benchmark::State& state, bool full) {
   }
 }
 
-BENCHMARK_CAPTURE(BM_PingUrl, regular, false);
-BENCHMARK_CAPTURE(BM_SnprintfBaseline, regular, false);
-BENCHMARK_CAPTURE(BM_PingUrl, full, true);
-BENCHMARK_CAPTURE(BM_SnprintfBaseline, full, true);
+BENCHMARK_CAPTURE(BaselineSnprintfUrl, regular, false);
+BENCHMARK_CAPTURE(PingUrl, regular, false);
+BENCHMARK_CAPTURE(BaselineSnprintfUrl, full, true);
+BENCHMARK_CAPTURE(PingUrl, full, true);
 
 }  // namespace
 }  // namespace zelvo
+
+ZELVO_BENCHMARK_MAIN()

@@ -2,13 +2,14 @@
 #include <cstdint>
 
 #include "common/format.h"
+#include "common/number_text.h"
 #include "ping/ping_url.h"
 
 namespace zelvo {
 namespace {
 
 // Unsigned 32-bit counters go out with "%d", as the signed integer of their bits.
-std::string asWireInt(uint32_t value) { return formatPosix("%d", asSigned32(value)); }
+std::string asWireInt(uint32_t value) { return integerText(asSigned32(value)); }
 
 std::string asWireFlag(bool value) { return value ? "1" : "0"; }
 
@@ -33,7 +34,7 @@ PingParameters buildParameters(const ZVPing::TrackArguments& a, bool full, bool&
   p.set("t", orEmpty(a.sessionToken));
   p.set("p", ZVPing::urlEncode(a.path));
   // Dwell time in minutes; the division is done in single precision.
-  p.set("c", formatPosix("%.2f", static_cast<double>(static_cast<float>(a.dwellTime) / 60.0f)));
+  p.set("c", fixedText(static_cast<double>(static_cast<float>(a.dwellTime) / 60.0f), 2));
   p.set("y", asWireInt(truncateToUnsigned32(a.contentHeight)));
   p.set("o", asWireInt(truncateToUnsigned32(a.contentWidth)));
   p.set("x", asWireInt(truncateToUnsigned32(a.scrollPosition)));
@@ -48,7 +49,7 @@ PingParameters buildParameters(const ZVPing::TrackArguments& a, bool full, bool&
   p.set("Z", asWireInt(a.pingEndpointVersion));
 
   if (a.siteVisitDepth != 0 && a.siteVisitUid) {
-    p.set("sd", formatPosix("%lld", static_cast<long long>(a.siteVisitDepth)));
+    p.set("sd", integerText(a.siteVisitDepth));
     p.set("sr", orEmpty(a.siteVisitReferrer));
     p.set("sv", *a.siteVisitUid);
   }
@@ -62,8 +63,8 @@ PingParameters buildParameters(const ZVPing::TrackArguments& a, bool full, bool&
   p.set("g2", ZVPing::encodeAndJoinArray(a.zones));
   p.set("w", asWireInt(truncateToUnsigned32(a.screenHeight)));
   p.set("S", asWireInt(truncateToUnsigned32(a.screenWidth)));
-  p.set("lg", a.location ? formatPosix("%f", a.location->longitude) : std::string());
-  p.set("lt", a.location ? formatPosix("%f", a.location->latitude) : std::string());
+  p.set("lg", a.location ? fixedText(a.location->longitude, 6) : std::string());
+  p.set("lt", a.location ? fixedText(a.location->latitude, 6) : std::string());
   p.set("V", orEmpty(a.sdkVersion));
   // "v" is decided before "r", so the first full ping of an object carries the app referrer
   // and the later ones carry the last path instead.

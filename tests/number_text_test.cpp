@@ -1,0 +1,84 @@
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstdint>
+#include <limits>
+#include <random>
+#include <string>
+
+#include "common/format.h"
+#include "common/number_text.h"
+
+// The ping's numbers are written with std::to_chars; printf in the "C" locale (formatPosix)
+// is the text they must match, byte for byte, for every value the protocol can carry.
+namespace zelvo {
+namespace {
+
+TEST(NumberTextTest, IntegersMatchPrintf) {
+  const int64_t values[] = {0,         1,         -1,        9,         10,        2147483647,
+                            -2147483648LL, 4294967295LL, 1234567,   -987654321,
+                            std::numeric_limits<int64_t>::max(), std::numeric_limits<int64_t>::min()};
+  for (int64_t value : values) {
+    EXPECT_EQ(integerText(value), formatPosix("%lld", static_cast<long long>(value))) << value;
+  }
+}
+
+// Every dwell time of up to about 28 hours, in minutes as the ping computes them: divided
+// in single precision, then "%.2f". None of them is an exact half at the third decimal (the
+// next test covers those), but many come within a few float steps of one.
+TEST(NumberTextTest, DwellMinutesMatchPrintfOverASweep) {
+  int mismatches = 0;
+  for (uint32_t dwell = 0; dwell <= 100000; ++dwell) {
+    const double minutes = static_cast<double>(static_cast<float>(dwell) / 60.0f);
+    const std::string expected = formatPosix("%.2f", minutes);
+    const std::string actual = fixedText(minutes, 2);
+    if (actual != expected && ++mismatches <= 5) {
+      ADD_FAILURE() << "dwell " << dwell << ": " << actual << " instead of " << expected;
+    }
+  }
+  EXPECT_EQ(mismatches, 0);
+}
+
+// Exact binary halves at the rounding digit go to the even neighbour, as in printf.
+TEST(NumberTextTest, ExactHalvesRoundToEvenLikePrintf) {
+  const double halves2[] = {0.125, 0.375, 0.625, 0.875, 1.125, 2.5 / 4, 1666.625, -0.125, 0.005, 1.015};
+  for (double value : halves2) EXPECT_EQ(fixedText(value, 2), formatPosix("%.2f", value)) << value;
+  EXPECT_EQ(fixedText(0.125, 2), "0.12");
+  EXPECT_EQ(fixedText(0.375, 2), "0.38");
+
+  const double halves6[] = {0.0078125, 0.0234375, -0.0078125, 52.5 / 64, 13.4050005};
+  for (double value : halves6) EXPECT_EQ(fixedText(value, 6), formatPosix("%f", value)) << value;
+  EXPECT_EQ(fixedText(0.0078125, 6), "0.007812");
+}
+
+TEST(NumberTextTest, CoordinatesMatchPrintf) {
+  std::mt19937_64 random(20260301);  // fixed seed: the same values every run
+  std::uniform_real_distribution<double> latitude(-90.0, 90.0);
+  std::uniform_real_distribution<double> longitude(-180.0, 180.0);
+  int mismatches = 0;
+  auto check = [&](double value) {
+    const std::string expected = formatPosix("%f", value);
+    const std::string actual = fixedText(value, 6);
+    if (actual != expected && ++mismatches <= 5) {
+      ADD_FAILURE() << "coordinate " << value << ": " << actual << " instead of " << expected;
+    }
+  };
+  for (int i = 0; i < 20000; ++i) {
+    check(latitude(random));
+    check(longitude(random));
+  }
+  // Coordinates typed with seven decimals end in a 5 just past the sixth.
+  for (int k = -1800000; k <= 1800000; k += 997) check(k / 10000.0 + 0.0000005);
+  const double edges[] = {0.0, -0.0, -0.0000001, 90.0, -90.0, 180.0, -180.0, 52.52, 13.405, 1e300, -1e-300};
+  for (double value : edges) check(value);
+  EXPECT_EQ(mismatches, 0);
+}
+
+TEST(NumberTextTest, NonFiniteValuesReadAsInPrintf) {
+  const double values[] = {std::numeric_limits<double>::infinity(), -std::numeric_limits<double>::infinity(),
+                           std::numeric_limits<double>::quiet_NaN(), -std::numeric_limits<double>::quiet_NaN()};
+  for (double value : values) EXPECT_EQ(fixedText(value, 6), formatPosix("%f", value));
+}
+
+}  // namespace
+}  // namespace zelvo
