@@ -1,17 +1,15 @@
-#include "integration/test_certificate_authority.h"
+#include "common/certificate_authority.h"
 
 #include <openssl/bn.h>
 #include <openssl/pem.h>
 #include <openssl/rand.h>
 #include <openssl/x509v3.h>
-#include <unistd.h>
 
 #include <cstdio>
-#include <cstdlib>
 #include <stdexcept>
 #include <utility>
 
-namespace zelvo::integration {
+namespace zelvo::tls {
 namespace {
 
 void check(bool ok, const char* what) {
@@ -76,29 +74,23 @@ CertificatePtr makeCertificate(EVP_PKEY* key, const std::string& commonName, X50
 
 }  // namespace
 
-TestCertificateAuthority::TestCertificateAuthority() {
+CertificateAuthority::CertificateAuthority() {
   authority_.key = newKey();
-  authority_.certificate = makeCertificate(authority_.key.get(), "Zelvo Test CA " + randomHex(6),
+  authority_.certificate = makeCertificate(authority_.key.get(), "Zelvo Local CA " + randomHex(6),
                                            nullptr, authority_.key.get(),
                                            {{NID_basic_constraints, "critical,CA:TRUE"},
                                             {NID_key_usage, "critical,keyCertSign,cRLSign"},
                                             {NID_subject_key_identifier, "hash"}});
-  std::string pattern = "/tmp/zelvo-test-ca-XXXXXX";
-  check(mkdtemp(pattern.data()) != nullptr, "mkdtemp");
-  directory_ = pattern;
-  caFile_ = directory_ + "/ca.pem";
-  FILE* file = std::fopen(caFile_.c_str(), "w");
+}
+
+void CertificateAuthority::writeCertificate(const std::string& path) const {
+  FILE* file = std::fopen(path.c_str(), "w");
   check(file != nullptr, "fopen");
   const bool written = PEM_write_X509(file, authority_.certificate.get()) == 1;
   check(std::fclose(file) == 0 && written, "PEM_write_X509");
 }
 
-TestCertificateAuthority::~TestCertificateAuthority() {
-  if (!caFile_.empty()) std::remove(caFile_.c_str());
-  if (!directory_.empty()) rmdir(directory_.c_str());
-}
-
-KeyAndCertificate TestCertificateAuthority::issueServerCertificate(
+KeyAndCertificate CertificateAuthority::issueServerCertificate(
     const std::vector<std::string>& hostNames) const {
   std::string altNames = "DNS:localhost,IP:127.0.0.1";
   for (const std::string& host : hostNames) altNames += ",DNS:" + host;
@@ -115,4 +107,4 @@ KeyAndCertificate TestCertificateAuthority::issueServerCertificate(
   return server;
 }
 
-}  // namespace zelvo::integration
+}  // namespace zelvo::tls
