@@ -112,6 +112,13 @@ TEST(SimParser, MalformedLinesAreRefusedNamingLineAndField) {
         "line " + std::to_string(refusal.line) + ": " + (refusal.field.empty() ? "" : refusal.field + ": ");
     EXPECT_EQ(error.text().rfind(expectedStart, 0), 0u) << error.text();
   }
+
+  // Deep nesting is refused before any value is converted (the conversions recurse).
+  const std::string deep = std::string(100000, '[') + std::string(100000, ']');
+  std::istringstream in(kWorld + R"({"do":"config","at":0,"value":)" + deep + "}");
+  auto parsed = parseScenario(in);
+  ASSERT_TRUE(std::holds_alternative<ScenarioError>(parsed));
+  EXPECT_EQ(std::get<ScenarioError>(parsed).line, 2);
 }
 
 TEST(SimParser, BadWorldLinesAreRefusedNamingTheField) {

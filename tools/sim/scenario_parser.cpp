@@ -1,3 +1,5 @@
+#include <algorithm>
+
 #include "sim/line_parsers.h"
 #include "sim/scenario.h"
 
@@ -6,11 +8,17 @@ namespace {
 
 using nlohmann::json;
 
-// Finds the top-level "at" number of a line as it is written: the parsed double has already
-// lost the decimal digits that make the time exact.
-class AtText : public nlohmann::json_sax<json> {
+// More nesting than this is no scenario; refusing it keeps the recursive conversions of
+// values (store, idSync, config) within the stack.
+constexpr int kMaxDepth = 64;
+
+// What the parsed JSON cannot tell: the top-level "at" number as it is written (the parsed
+// double has already lost the decimal digits that make the time exact), and how deeply the
+// line nests.
+class LineScan : public nlohmann::json_sax<json> {
  public:
-  std::string text;
+  std::string atText;
+  int maxDepth = 0;
 
   bool null() override { return value(""); }
   bool boolean(bool) override { return value(""); }
@@ -31,13 +39,13 @@ class AtText : public nlohmann::json_sax<json> {
 
  private:
   bool value(const std::string& written) {
-    if (atKey_ && depth_ == 1) text = written;
+    if (atKey_ && depth_ == 1) atText = written;
     atKey_ = false;
     return true;
   }
   bool open() {
     value("");
-    ++depth_;
+    maxDepth = std::max(maxDepth, ++depth_);
     return true;
   }
   bool close() {
@@ -48,12 +56,10 @@ class AtText : public nlohmann::json_sax<json> {
   bool atKey_ = false;
 };
 
-Millis readAt(const std::string& line, const json& at) {
+Millis readAt(const json& at, const std::string& written) {
   if (!at.is_number()) throw FieldError{"at", "must be a number of seconds"};
   if (at.get<double>() < 0) throw FieldError{"at", "must not be negative"};
-  AtText finder;
-  json::sax_parse(line, &finder);
-  const auto millis = millisFromDecimal(finder.text);
+  const auto millis = millisFromDecimal(written);
   if (!millis) {
     throw FieldError{"at", "must have at most three decimals (milliseconds) and be at most " +
                                decimalFromMillis(kMaxScenarioMillis) + " seconds"};
@@ -89,6 +95,11 @@ std::variant<Scenario, ScenarioError> parseScenario(std::istream& in) {
       return ScenarioError{lineNumber, "", std::string("not valid JSON: ") + e.what()};
     }
     if (!object.is_object()) return ScenarioError{lineNumber, "", "must be a JSON object"};
+    LineScan scan;
+    json::sax_parse(line, &scan);
+    if (scan.maxDepth > kMaxDepth) {
+      return ScenarioError{lineNumber, "", "nests more than " + std::to_string(kMaxDepth) + " levels deep"};
+    }
     try {
       FieldReader fields(object);
       const std::string name = asString(fields.require("do"), "do");
@@ -100,7 +111,7 @@ std::variant<Scenario, ScenarioError> parseScenario(std::istream& in) {
         if (name == "world") throw FieldError{"do", "the world is given once, on the first line"};
         Action action;
         action.line = lineNumber;
-        action.at = readAt(line, fields.require("at"));
+        action.at = readAt(fields.require("at"), scan.atText);
         if (!scenario.actions.empty() && action.at < scenario.actions.back().at) {
           throw FieldError{"at", "goes back in time (" + decimalFromMillis(action.at) + " after " +
                                      decimalFromMillis(scenario.actions.back().at) + ")"};
