@@ -13,6 +13,7 @@
 #include "collector/collector_server.h"
 #include "collector/command_line.h"
 #include "collector/record_format.h"
+#include "collector/session_summary.h"
 
 namespace {
 
@@ -64,13 +65,11 @@ int main(int argc, char** argv) {
   pthread_sigmask(SIG_BLOCK, &stopSignals, nullptr);
   signal(SIGPIPE, SIG_IGN);
 
-  // Written by the server's threads one record at a time, read after the server is gone.
-  std::size_t requests = 0, pings = 0, broken = 0;
+  // Appended by the server's threads one record at a time, read after the server is gone.
+  std::vector<zelvo::collector::RequestRecord> records;
   try {
     zelvo::collector::CollectorServer server(line.settings, [&](const zelvo::collector::RequestRecord& record) {
-      ++requests;
-      pings += record.ping.has_value();
-      broken += !record.violations.empty();
+      records.push_back(record);
       std::cout << zelvo::collector::readableLine(record) << std::endl;
       if (jsonOut.is_open()) jsonOut << zelvo::collector::jsonLine(record) << std::endl;
     });
@@ -82,7 +81,7 @@ int main(int argc, char** argv) {
   } catch (const std::exception& error) {
     return fail(error.what());
   }
-  std::cout << "stopped: " << requests << " requests, " << pings << " pings, " << broken
-            << " with violations" << std::endl;
-  return broken == 0 ? 0 : 1;
+  const zelvo::collector::SessionSummary summary = zelvo::collector::summarizeSession(records);
+  std::cout << "stopped: " << zelvo::collector::summaryText(summary) << std::endl;
+  return summary.violatingRequests == 0 ? 0 : 1;
 }
