@@ -11,7 +11,7 @@
 #include <thread>
 #include <vector>
 
-#include "../integration/temp_directory.h"
+#include "common/temp_directory.h"
 #include "collector/collector_server.h"
 #include "zelvo/constants.h"
 #include "zelvo/linux/curl_http_client.h"
@@ -62,7 +62,7 @@ class CollectorServerTest : public ::testing::Test {
     return status.get();
   }
 
-  integration::TempDirectory directory;
+  tools::TempDirectory directory;
   std::unique_ptr<CollectorServer> server;
   std::unique_ptr<linux_platform::CurlHttpClient> client;
   std::mutex mutex;

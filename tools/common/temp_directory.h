@@ -6,13 +6,13 @@
 #include <string>
 #include <system_error>
 
-namespace zelvo::integration {
+namespace zelvo::tools {
 
 // A fresh directory under the system's temporary directory, removed with its contents.
 class TempDirectory {
  public:
   TempDirectory() {
-    std::string pattern = (std::filesystem::temp_directory_path() / "zelvo-test-XXXXXX").string();
+    std::string pattern = (std::filesystem::temp_directory_path() / "zelvo-XXXXXX").string();
     if (mkdtemp(pattern.data()) != nullptr) path_ = pattern;
   }
   ~TempDirectory() {
@@ -30,4 +30,4 @@ class TempDirectory {
   std::string path_;
 };
 
-}  // namespace zelvo::integration
+}  // namespace zelvo::tools
