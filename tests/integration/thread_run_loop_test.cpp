@@ -168,6 +168,8 @@ TEST(ThreadRunLoopTest, InvalidateOnTheLoopThreadStopsAtOnce) {
 TEST(ThreadRunLoopTest, PostedTasksRunInOrderOnTheLoopThread) {
   ThreadRunLoop loop;
   std::vector<int> order;  // touched only on the loop thread
+  Gate release;
+  loop.post([&] { release.wait(); });  // holds the loop until every task below is queued
   for (int i = 0; i < 100; ++i) {
     loop.post([&, i] {
       order.push_back(i);
@@ -175,6 +177,7 @@ TEST(ThreadRunLoopTest, PostedTasksRunInOrderOnTheLoopThread) {
       if (i == 0) loop.post([&] { order.push_back(1000); });
     });
   }
+  release.open();
   loop.runAndWait([] {});
   loop.runAndWait([] {});
   ASSERT_EQ(order.size(), 101u);
