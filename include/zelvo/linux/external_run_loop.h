@@ -19,6 +19,7 @@ class LoopQueue;
 // library calls from any thread when new work may be due sooner. A GLib host that owns its
 // context (g_main_context_acquire) on its main thread:
 //
+//   GMainContext* context = g_main_context_default();
 //   zelvo::linux_platform::ExternalRunLoop loop;
 //   loop.setWakeUp([context] { g_main_context_wakeup(context); });
 //   GPollFD fds[64];

@@ -6,6 +6,7 @@
 #include <condition_variable>
 #include <cstdlib>
 #include <mutex>
+#include <system_error>
 #include <thread>
 #include <utility>
 #include <vector>
@@ -85,7 +86,14 @@ SqliteStore::SqliteStore(LogSink& log, std::optional<std::string> path, std::chr
   if (std::optional<StoreFile::Opened> opened = StoreFile::open(impl_->path, log)) {
     impl_->file = std::move(opened->file);
     impl_->values = std::move(opened->values);
-    impl_->writer = std::thread([impl = impl_.get()] { impl->writerLoop(); });
+    try {
+      impl_->writer = std::thread([impl = impl_.get()] { impl->writerLoop(); });
+    } catch (const std::system_error& error) {
+      // Out of threads: the values read stay, but nothing more reaches the file.
+      log.write(std::string("[ZV]: Cannot start the store's writer thread (") + error.what() +
+                "); keeping values in memory only");
+      impl_->file.reset();
+    }
   }
 }
 
