@@ -62,6 +62,19 @@ class Gate {
   std::shared_future<void> future_ = opened_.get_future().share();
 };
 
+// Opens a gate when destroyed: a task that carries it opens the gate the moment a shutdown
+// drops it, which tells the test that the shutdown has begun.
+class OpenOnDestruction {
+ public:
+  explicit OpenOnDestruction(Gate& gate) : gate_(gate) {}
+  ~OpenOnDestruction() { gate_.open(); }
+  OpenOnDestruction(const OpenOnDestruction&) = delete;
+  OpenOnDestruction& operator=(const OpenOnDestruction&) = delete;
+
+ private:
+  Gate& gate_;
+};
+
 // Waits until a fresh timer of the same period has fired three times: enough time for a
 // timer that should have stopped to show that it did not.
 void letThreePeriodsPass(ThreadRunLoop& loop) {
@@ -228,10 +241,8 @@ TEST(ThreadRunLoopTest, ShutdownWaitsForTheCallbackInProgressAndDropsTheRest) {
   ASSERT_TRUE(blocking.waitFor(1));
   for (int i = 0; i < 1000; ++i) loop->post([&] { ++ranAfterBlock; });
   auto timer = loop->addRepeatingTimer(kTick / 10, [&] { ++ranAfterBlock; });
-  std::thread destroyer([&] { loop.reset(); });
-  std::this_thread::sleep_for(milliseconds(20));  // let the destructor start waiting
-  release.open();
-  destroyer.join();
+  loop->post([&, opener = std::make_shared<OpenOnDestruction>(release)] { ++ranAfterBlock; });
+  loop.reset();
   EXPECT_TRUE(blockingReturned);
   EXPECT_EQ(ranAfterBlock, 0);
   EXPECT_FALSE(timer->isValid());
@@ -254,10 +265,10 @@ TEST(ExternalRunLoopTest, HostDrivesTasksTimersAndWaiters) {
   EXPECT_EQ(ran, 1);
 
   int fired = 0;
-  auto timer = loop.addRepeatingTimer(0.05, [&] { ++fired; });
+  auto timer = loop.addRepeatingTimer(10.0, [&] { ++fired; });
   ASSERT_TRUE(loop.nextDueIn().has_value());
   EXPECT_GT(*loop.nextDueIn(), 0.0);
-  EXPECT_LE(*loop.nextDueIn(), 0.05);
+  EXPECT_LE(*loop.nextDueIn(), 10.0);
   loop.runDue();
   EXPECT_EQ(fired, 0);
 
@@ -277,10 +288,10 @@ TEST(ExternalRunLoopTest, HostDrivesTasksTimersAndWaiters) {
 TEST(ExternalRunLoopTest, MissedFiringsAreSkippedNotBurst) {
   ExternalRunLoop loop;
   int fired = 0;
-  constexpr double kPeriod = 0.04;
+  constexpr double kPeriod = 0.1;
   auto timer = loop.addRepeatingTimer(kPeriod, [&] { ++fired; });
   // The host is busy for more than three periods.
-  std::this_thread::sleep_for(milliseconds(130));
+  std::this_thread::sleep_for(milliseconds(350));
   loop.runDue();
   EXPECT_EQ(fired, 1);
   // The next firing is on the grid ahead, not the missed ones.
@@ -336,10 +347,8 @@ TEST(ThreadExecutorTest, DestructionFinishesRunningTasksAndDropsQueuedOnes) {
   });
   ASSERT_TRUE(started.waitFor(1));
   for (int i = 0; i < 100; ++i) executor->execute([&] { ++queuedRan; });
-  std::thread destroyer([&] { executor.reset(); });
-  std::this_thread::sleep_for(milliseconds(20));
-  release.open();
-  destroyer.join();
+  executor->execute([&, opener = std::make_shared<OpenOnDestruction>(release)] { ++queuedRan; });
+  executor.reset();
   EXPECT_EQ(finished, 1);
   EXPECT_EQ(queuedRan, 0);
 }

@@ -19,8 +19,9 @@ ThreadExecutor::~ThreadExecutor() {
     dropped.swap(tasks_);
   }
   queued_.notify_all();
+  // Dropped tasks are destroyed at once, outside the lock, while running ones finish.
+  dropped.clear();
   for (auto& worker : workers_) worker.join();
-  // `dropped` is destroyed here, outside the lock.
 }
 
 void ThreadExecutor::execute(std::function<void()> task) {
