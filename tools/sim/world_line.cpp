@@ -52,7 +52,8 @@ Value typedValue(const json& value, const std::string& field, const TimeZone& zo
   if (!value.is_object() || value.size() != 1) {
     throw FieldError{field, "must be a typed value: an object with one of string, int, double, bool, date, array, dict"};
   }
-  const auto& [type, inner] = *value.items().begin();
+  const std::string type = value.begin().key();
+  const json& inner = value.begin().value();
   const std::string innerField = field + "." + type;
   if (type == "string") return Value(asString(inner, innerField));
   if (type == "int") return Value(static_cast<long long>(asSigned(inner, innerField)));
