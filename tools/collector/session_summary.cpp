@@ -29,12 +29,13 @@ SessionSummary summarizeSession(const std::vector<RequestRecord>& records) {
 }
 
 std::string summaryText(const SessionSummary& summary) {
-  std::string text = std::to_string(summary.views.size()) + " views, " + std::to_string(summary.pings) +
-                     " pings (answers:";
+  std::string text = std::to_string(summary.views.size()) + " views, " + std::to_string(summary.pings) + " pings";
+  std::string answers;
   for (const auto& [status, count] : summary.pingStatuses) {
-    text += " " + std::to_string(count) + "x" + std::to_string(status);
+    answers += " " + std::to_string(count) + "x" + std::to_string(status);
   }
-  text += "), " + std::to_string(summary.requests) + " requests, " + std::to_string(summary.violatingRequests) +
+  if (!answers.empty()) text += " (answers:" + answers + ")";
+  text += ", " + std::to_string(summary.requests) + " requests, " + std::to_string(summary.violatingRequests) +
           " with violations";
   for (const ViewSummary& view : summary.views) {
     char line[160];
