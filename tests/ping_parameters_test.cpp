@@ -244,10 +244,9 @@ TEST(PingUrlTest, PairsInInsertionOrderBetweenBaseAndTrailer) {
   EXPECT_EQ(ZVPing::appendKey("k", "", "a=b"), "a=b&k=");
 
   PingParameters p;
-  p.set("h", "x");
-  p.set("g", "1");
-  p.set("h", "y");  // replaces in place
-  EXPECT_EQ(composePingUrl("https://a/ping?", p), "https://a/ping?h=y&g=1&_");
+  p.add("h", "x");
+  p.add("g", "1");
+  EXPECT_EQ(composePingUrl("https://a/ping?", p), "https://a/ping?h=x&g=1&_");
   EXPECT_EQ(composePingUrl("https://a/ping?", PingParameters{}), "https://a/ping?&_");
 
   ZVPing::TrackArguments a = test::typicalPingArguments();

@@ -20,19 +20,19 @@ constexpr std::array<bool, 256> kUnescaped = [] {
 
 std::string ZVPing::urlEncode(std::string_view text) {
   static constexpr char kHex[] = "0123456789ABCDEF";
-  std::size_t escaped = 0;
-  for (unsigned char byte : text) escaped += kUnescaped[byte] ? 0 : 1;
-  std::string out;
-  out.reserve(text.size() + 2 * escaped);
+  // One pass into room for the worst case, then cut to what was written.
+  std::string out(3 * text.size(), '\0');
+  char* cursor = out.data();
   for (unsigned char byte : text) {
     if (kUnescaped[byte]) {
-      out.push_back(static_cast<char>(byte));
+      *cursor++ = static_cast<char>(byte);
     } else {
-      out.push_back('%');
-      out.push_back(kHex[byte >> 4]);
-      out.push_back(kHex[byte & 0x0F]);
+      *cursor++ = '%';
+      *cursor++ = kHex[byte >> 4];
+      *cursor++ = kHex[byte & 0x0F];
     }
   }
+  out.resize(static_cast<std::size_t>(cursor - out.data()));
   return out;
 }
 
@@ -62,14 +62,26 @@ std::string ZVPing::appendKey(std::string_view key, std::string_view value, std:
 std::string composePingUrl(std::string_view base, const PingParameters& parameters) {
   std::size_t length = base.size() + 2;
   for (const auto& [key, value] : parameters.entries()) length += key.size() + value.size() + 2;
-  // The pairs are joined first (appendKey puts no "&" before the first), then the base goes
-  // in front; the buffer is sized once for all of it.
-  std::string query;
-  query.reserve(length);
-  for (const auto& [key, value] : parameters.entries()) query = ZVPing::appendKey(key, value, std::move(query));
-  query.insert(0, base);
-  query.append("&_");
-  return query;
+  // Written in place into a buffer sized once: the same text as appendKey() of each pair in
+  // turn, without a string passed in and out per pair.
+  std::string url(length, '\0');
+  char* cursor = url.data();
+  auto put = [&cursor](std::string_view text) {
+    text.copy(cursor, text.size());
+    cursor += text.size();
+  };
+  put(base);
+  bool first = true;
+  for (const auto& [key, value] : parameters.entries()) {
+    if (!first) *cursor++ = '&';
+    first = false;
+    put(key);
+    *cursor++ = '=';
+    put(value);
+  }
+  put("&_");
+  url.resize(static_cast<std::size_t>(cursor - url.data()));
+  return url;
 }
 
 std::string ZVPing::getPingUrl(const PingParameters& parameters) const {

@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <functional>
 
 #include "common/format.h"
 #include "ping/date_text.h"
@@ -52,11 +53,16 @@ void ZVPing::sendPing(PingParameters params, std::string userAgent, int numRetry
   platform_->notificationCenter().post(kZVWillSendPingRequestNotification, nullptr, &info);
 }
 
-void ZVPing::rememberRequest(const std::string& url, RequestRecord record) {
-  auto same = std::find_if(previousRequests_.begin(), previousRequests_.end(),
-                           [&](const auto& entry) { return entry.first == url; });
+ZVPing::StoredRequests::const_iterator ZVPing::findRequest(const std::string& url, std::size_t urlHash) const {
+  return std::find_if(previousRequests_.begin(), previousRequests_.end(),
+                      [&](const StoredRequest& entry) { return entry.urlHash == urlHash && entry.url == url; });
+}
+
+void ZVPing::rememberRequest(std::string url, RequestRecord record) {
+  const std::size_t urlHash = std::hash<std::string>{}(url);
+  auto same = findRequest(url, urlHash);
   if (same != previousRequests_.end()) previousRequests_.erase(same);
-  previousRequests_.emplace_back(url, std::move(record));
+  previousRequests_.push_back(StoredRequest{std::move(url), urlHash, std::move(record)});
   if (previousRequests_.size() > kMaxPreviousRequests) previousRequests_.pop_front();
 }
 
@@ -136,10 +142,9 @@ std::optional<double> ZVPing::lockOutEnd() const {
 
 std::optional<ZVPing::RequestRecord> ZVPing::previousRequest(const std::string& url) const {
   std::lock_guard lock(mutex_);
-  auto it = std::find_if(previousRequests_.begin(), previousRequests_.end(),
-                         [&](const auto& entry) { return entry.first == url; });
+  auto it = findRequest(url, std::hash<std::string>{}(url));
   if (it == previousRequests_.end()) return std::nullopt;
-  return it->second;
+  return it->record;
 }
 
 std::size_t ZVPing::previousRequestCount() const {

@@ -1,37 +1,41 @@
 #include "ping/url_check.h"
 
-#include <cctype>
+#include <array>
+#include <cstddef>
 
 namespace zelvo {
 namespace {
 
-bool isHex(char c) { return std::isxdigit(static_cast<unsigned char>(c)) != 0; }
+// Character classes by table: no locale is consulted (isalnum() would take the bytes of a
+// Latin-1 locale's letters as letters), and the test is one load per character.
+using CharacterSet = std::array<bool, 256>;
 
-bool isUnreservedOrSubDelim(char c) {
-  if (std::isalnum(static_cast<unsigned char>(c)) != 0) return true;
-  switch (c) {
-    case '-': case '.': case '_': case '~':                                 // unreserved
-    case '!': case '$': case '&': case '\'': case '(': case ')':            // sub-delims
-    case '*': case '+': case ',': case ';': case '=':
-      return true;
-    default:
-      return false;
-  }
+constexpr CharacterSet characters(std::string_view extra) {
+  CharacterSet set{};
+  for (int c = 'A'; c <= 'Z'; ++c) set[static_cast<std::size_t>(c)] = true;
+  for (int c = 'a'; c <= 'z'; ++c) set[static_cast<std::size_t>(c)] = true;
+  for (int c = '0'; c <= '9'; ++c) set[static_cast<std::size_t>(c)] = true;
+  // Unreserved and sub-delims, then what the caller adds.
+  for (char c : std::string_view("-._~!$&'()*+,;=")) set[static_cast<unsigned char>(c)] = true;
+  for (char c : extra) set[static_cast<unsigned char>(c)] = true;
+  return set;
 }
 
-// Checks `text` against the characters allowed in a host name (`extra` empty) or in a path,
-// query or fragment (`extra` holding the characters they add). Percent escapes are allowed
-// in both.
-bool consistsOf(std::string_view text, std::string_view extra) {
+constexpr CharacterSet kHostCharacters = characters("");
+// Path, query and fragment add ":" "@" "/" "?".
+constexpr CharacterSet kPathCharacters = characters(":@/?");
+
+bool isHex(char c) {
+  return (c >= '0' && c <= '9') || (c >= 'A' && c <= 'F') || (c >= 'a' && c <= 'f');
+}
+
+// Checks `text` against `allowed`; percent escapes are allowed everywhere.
+bool consistsOf(std::string_view text, const CharacterSet& allowed) {
   for (std::size_t i = 0; i < text.size(); ++i) {
-    char c = text[i];
-    if (c == '%') {
-      if (i + 2 >= text.size()) return false;
-      if (!isHex(text[i + 1]) || !isHex(text[i + 2])) return false;
-      i += 2;
-    } else if (!isUnreservedOrSubDelim(c) && extra.find(c) == std::string_view::npos) {
-      return false;
-    }
+    const char c = text[i];
+    if (allowed[static_cast<unsigned char>(c)]) continue;  // most characters: one load
+    if (c != '%' || i + 2 >= text.size() || !isHex(text[i + 1]) || !isHex(text[i + 2])) return false;
+    i += 2;
   }
   return true;
 }
@@ -40,7 +44,8 @@ bool startsWithHttpsScheme(std::string_view url) {
   constexpr std::string_view kScheme = "https://";
   if (url.size() < kScheme.size()) return false;
   for (std::size_t i = 0; i < kScheme.size(); ++i) {
-    if (std::tolower(static_cast<unsigned char>(url[i])) != kScheme[i]) return false;
+    const char c = url[i];
+    if ((c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c) != kScheme[i]) return false;
   }
   return true;
 }
@@ -54,19 +59,18 @@ bool isValidPingUrl(std::string_view url) {
   std::string_view authority = url.substr(0, url.find_first_of("/?#"));
   url.remove_prefix(authority.size());
   std::string_view host = authority.substr(0, authority.find(':'));
-  if (host.empty() || !consistsOf(host, "")) return false;
+  if (host.empty() || !consistsOf(host, kHostCharacters)) return false;
   if (host.size() < authority.size()) {
     for (char c : authority.substr(host.size() + 1)) {
-      if (std::isdigit(static_cast<unsigned char>(c)) == 0) return false;
+      if (c < '0' || c > '9') return false;
     }
   }
 
-  // Path and query take ":" "@" "/" "?"; a fragment starts at the first "#" and may not hold
-  // another.
+  // A fragment starts at the first "#" and may not hold another.
   std::size_t hash = url.find('#');
   std::string_view beforeFragment = url.substr(0, hash);
-  if (!consistsOf(beforeFragment, ":@/?")) return false;
-  return hash == std::string_view::npos || consistsOf(url.substr(hash + 1), ":@/?");
+  if (!consistsOf(beforeFragment, kPathCharacters)) return false;
+  return hash == std::string_view::npos || consistsOf(url.substr(hash + 1), kPathCharacters);
 }
 
 }  // namespace zelvo

@@ -18,10 +18,13 @@
 namespace zelvo {
 
 // A ping's parameters: wire key to final value text, in the order they go on the wire.
-// Setting a key that is already present replaces its value in place.
+// The builder puts each key in once, so add() appends without looking for the key: a search
+// per key made the parameters cost more than the rest of the URL.
 class PingParameters {
  public:
-  void set(std::string key, std::string value);
+  // `key` must not be present yet.
+  void add(std::string key, std::string value);
+  void reserve(std::size_t keys) { entries_.reserve(keys); }
   const std::string* find(std::string_view key) const;
   const std::vector<std::pair<std::string, std::string>>& entries() const { return entries_; }
   std::size_t size() const { return entries_.size(); }
@@ -136,9 +139,20 @@ class ZVPing : public std::enable_shared_from_this<ZVPing> {
   std::size_t previousRequestCount() const;
 
  private:
+  struct StoredRequest {
+    std::string url;
+    // The URLs of one object share long prefixes; comparing hashes first spares a long
+    // compare with every record on each send.
+    std::size_t urlHash;
+    RequestRecord record;
+  };
+  using StoredRequests = std::deque<StoredRequest>;
+
+  // The record stored under `url`, or end(). Called with mutex_ held.
+  StoredRequests::const_iterator findRequest(const std::string& url, std::size_t urlHash) const;
   // Stores `record` under `url` as the newest one, dropping the oldest beyond the bound.
   // Called with mutex_ held.
-  void rememberRequest(const std::string& url, RequestRecord record);
+  void rememberRequest(std::string url, RequestRecord record);
   void retry(const std::string& url);
 
   std::shared_ptr<Platform> platform_;
@@ -147,12 +161,12 @@ class ZVPing : public std::enable_shared_from_this<ZVPing> {
   // never held while calling the HTTP client, posting a notification or logging.
   mutable std::mutex mutex_;
   bool lastWasError_ = false;
-  // URL and record, oldest first. Bounded so that a host running for weeks does not grow it
+  // Records, oldest first. Bounded so that a host running for weeks does not grow it
   // without limit. That is safe for resends: a record is read only when the answer for its
   // URL arrives, within the 5-second timeout of its request, and in 5 seconds one object
   // sends a handful of pings (one per heartbeat period or tracked view, plus at most three
   // resends each), far fewer than kMaxPreviousRequests.
-  std::deque<std::pair<std::string, RequestRecord>> previousRequests_;
+  StoredRequests previousRequests_;
   std::optional<double> lockOutEnd_;
   bool referrerSent_ = false;
   bool usePong_ = false;
