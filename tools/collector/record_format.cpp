@@ -19,7 +19,11 @@ std::string pingText(const PingSummary& ping) {
 }  // namespace
 
 std::string readableLine(const RequestRecord& record) {
-  std::string line = "#" + std::to_string(record.sequence) + " " + std::to_string(record.status) + " ";
+  std::string line(1, '#');
+  line += std::to_string(record.sequence);
+  line += ' ';
+  line += std::to_string(record.status);
+  line += ' ';
   line += record.ping ? pingText(*record.ping) : record.method + " " + record.path + " (not a ping)";
   for (const Violation& violation : record.violations) {
     line += "\n    ! ";

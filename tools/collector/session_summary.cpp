@@ -32,7 +32,10 @@ std::string summaryText(const SessionSummary& summary) {
   std::string text = std::to_string(summary.views.size()) + " views, " + std::to_string(summary.pings) + " pings";
   std::string answers;
   for (const auto& [status, count] : summary.pingStatuses) {
-    answers += " " + std::to_string(count) + "x" + std::to_string(status);
+    answers += ' ';
+    answers += std::to_string(count);
+    answers += 'x';
+    answers += std::to_string(status);
   }
   if (!answers.empty()) text += " (answers:" + answers + ")";
   text += ", " + std::to_string(summary.requests) + " requests, " + std::to_string(summary.violatingRequests) +
