@@ -17,9 +17,4 @@ PingParameters buildParameters(const ZVPing::TrackArguments& arguments, bool ful
 // `base`, the "k=v" pairs joined by "&", then "&_".
 std::string composePingUrl(std::string_view base, const PingParameters& parameters);
 
-// A floating value as the unsigned 32-bit integer the ping sends: truncated toward zero,
-// 0 for negative values and NaN, and UINT32_MAX for values beyond it (saturating, as the
-// float-to-integer conversion of arm64 does).
-uint32_t truncateToUnsigned32(double value);
-
 }  // namespace zelvo

@@ -3,6 +3,7 @@
 
 #include "common/format.h"
 #include "common/number_text.h"
+#include "common/numeric.h"
 #include "ping/ping_url.h"
 
 namespace zelvo {
@@ -21,12 +22,6 @@ std::string orEmpty(const std::optional<std::string>& text) { return text.value_
 
 }  // namespace
 
-uint32_t truncateToUnsigned32(double value) {
-  if (!(value > 0.0)) return 0;  // negative, zero and NaN
-  if (value >= 4294967296.0) return UINT32_MAX;
-  return static_cast<uint32_t>(value);
-}
-
 PingParameters buildParameters(const ZVPing::TrackArguments& a, bool full, bool& referrerSent,
                                const LogGate* gate) {
   PingParameters p;
@@ -40,9 +35,9 @@ PingParameters buildParameters(const ZVPing::TrackArguments& a, bool full, bool&
   p.add("p", ZVPing::urlEncode(a.path));
   // Dwell time in minutes; the division is done in single precision.
   p.add("c", fixedText(static_cast<double>(static_cast<float>(a.dwellTime) / 60.0f), 2));
-  p.add("y", asWireInt(truncateToUnsigned32(a.contentHeight)));
-  p.add("o", asWireInt(truncateToUnsigned32(a.contentWidth)));
-  p.add("x", asWireInt(truncateToUnsigned32(a.scrollPosition)));
+  p.add("y", asWireInt(truncateToUInt32(a.contentHeight)));
+  p.add("o", asWireInt(truncateToUInt32(a.contentWidth)));
+  p.add("x", asWireInt(truncateToUInt32(a.scrollPosition)));
   p.add("m", asWireInt(a.maxScrollPosition));
   p.add("f", orEmpty(a.frequency));
   // Exactly one of read, written and idle: writing wins over reading.
@@ -66,8 +61,8 @@ PingParameters buildParameters(const ZVPing::TrackArguments& a, bool full, bool&
   p.add("g0", ZVPing::encodeAndJoinArray(a.sections));
   p.add("g1", ZVPing::encodeAndJoinArray(a.authors));
   p.add("g2", ZVPing::encodeAndJoinArray(a.zones));
-  p.add("w", asWireInt(truncateToUnsigned32(a.screenHeight)));
-  p.add("S", asWireInt(truncateToUnsigned32(a.screenWidth)));
+  p.add("w", asWireInt(truncateToUInt32(a.screenHeight)));
+  p.add("S", asWireInt(truncateToUInt32(a.screenWidth)));
   p.add("lg", a.location ? fixedText(a.location->longitude, 6) : std::string());
   p.add("lt", a.location ? fixedText(a.location->latitude, 6) : std::string());
   p.add("V", orEmpty(a.sdkVersion));
