@@ -1,6 +1,7 @@
 #include "zelvo/linux/thread_executor.h"
 
 #include <algorithm>
+#include <system_error>
 #include <utility>
 
 namespace zelvo::linux_platform {
@@ -8,7 +9,12 @@ namespace zelvo::linux_platform {
 ThreadExecutor::ThreadExecutor(std::size_t threadCount) {
   const std::size_t count = std::max<std::size_t>(threadCount, 1);
   workers_.reserve(count);
-  for (std::size_t i = 0; i < count; ++i) workers_.emplace_back([this] { work(); });
+  try {
+    for (std::size_t i = 0; i < count; ++i) workers_.emplace_back([this] { work(); });
+  } catch (const std::system_error&) {
+    // Fewer threads than asked for; with none at all, work is dropped instead of queued forever.
+    if (workers_.empty()) stopping_ = true;
+  }
 }
 
 ThreadExecutor::~ThreadExecutor() {

@@ -1,5 +1,6 @@
 #include "zelvo/linux/thread_run_loop.h"
 
+#include <system_error>
 #include <utility>
 
 #include "platform/linux/loop_queue.h"
@@ -7,7 +8,14 @@
 namespace zelvo::linux_platform {
 
 ThreadRunLoop::ThreadRunLoop() : queue_(std::make_unique<LoopQueue>([this] { wake(); })) {
-  thread_ = std::thread([this] { run(); });
+  try {
+    thread_ = std::thread([this] { run(); });
+  } catch (const std::system_error&) {
+    // No thread to be had: a closed loop that runs nothing, rather than an exception that
+    // would reach the host through the tracker's construction.
+    queue_->close();
+    return;
+  }
   queue_->setLoopThread(thread_.get_id());
 }
 
@@ -20,7 +28,7 @@ ThreadRunLoop::~ThreadRunLoop() {
     stopping_ = true;
   }
   wakeUp_.notify_one();
-  thread_.join();
+  if (thread_.joinable()) thread_.join();
 }
 
 std::shared_ptr<Timer> ThreadRunLoop::addRepeatingTimer(double intervalSeconds, std::function<void()> callback) {
