@@ -17,7 +17,7 @@
 #include <string>
 #include <vector>
 
-#include "../tools/common/temp_directory.h"
+#include "common/temp_directory.h"
 #include "baseline_ratio.h"
 #include "zelvo/linux/external_run_loop.h"
 #include "zelvo/linux/linux_platform.h"
