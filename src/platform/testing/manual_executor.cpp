@@ -1,4 +1,5 @@
 #include "zelvo/testing/testing_platform.h"
+#include "platform/testing/drain_tasks.h"
 
 namespace zelvo::testing {
 
@@ -19,16 +20,7 @@ void ManualExecutor::setMode(Mode mode) {
 }
 
 void ManualExecutor::runAll() {
-  for (;;) {
-    std::function<void()> task;
-    {
-      std::lock_guard lock(mutex_);
-      if (tasks_.empty()) return;
-      task = std::move(tasks_.front());
-      tasks_.pop_front();
-    }
-    task();
-  }
+  drainTasks(mutex_, tasks_);
 }
 
 std::size_t ManualExecutor::pendingCount() const {

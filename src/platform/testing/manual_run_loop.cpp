@@ -4,6 +4,7 @@
 #include <future>
 
 #include "zelvo/testing/testing_platform.h"
+#include "platform/testing/drain_tasks.h"
 
 namespace zelvo::testing {
 namespace {
@@ -112,16 +113,7 @@ void ManualRunLoop::runAndWait(std::function<void()> task) {
 bool ManualRunLoop::isMainThread() const { return std::this_thread::get_id() == mainThread_; }
 
 void ManualRunLoop::runPendingTasks() {
-  for (;;) {
-    std::function<void()> task;
-    {
-      std::lock_guard lock(mutex_);
-      if (tasks_.empty()) return;
-      task = std::move(tasks_.front());
-      tasks_.pop_front();
-    }
-    task();
-  }
+  drainTasks(mutex_, tasks_);
 }
 
 void ManualRunLoop::advance(double seconds) {
