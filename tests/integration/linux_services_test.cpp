@@ -14,7 +14,6 @@
 #include <thread>
 #include <vector>
 
-#include "zelvo/linux/host_screen.h"
 #include "zelvo/linux/linux_device_info.h"
 #include "zelvo/linux/stderr_log_sink.h"
 #include "zelvo/linux/system_calendar.h"
@@ -113,17 +112,6 @@ TEST(LinuxDeviceInfoTest, DefaultsFromTheSystemAndSettableFromAnyThread) {
   EXPECT_EQ(info.applicationIdentifier(), "com.example.99");
   info.setApplicationIdentifier(std::nullopt);
   EXPECT_FALSE(info.applicationIdentifier().has_value());
-}
-
-TEST(HostScreenTest, NoScreenUntilTheHostGivesOne) {
-  HostScreen screen;
-  EXPECT_FALSE(screen.mainScreen().has_value());
-  screen.setMainScreen(ScreenMetrics{1280, 720, 2});
-  ASSERT_TRUE(screen.mainScreen().has_value());
-  EXPECT_EQ(screen.mainScreen()->width, 1280);
-  EXPECT_EQ(screen.mainScreen()->scale, 2);
-  screen.setMainScreen(std::nullopt);
-  EXPECT_FALSE(screen.mainScreen().has_value());
 }
 
 // Captures what is written to standard error while `write` runs.
