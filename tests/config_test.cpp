@@ -44,8 +44,8 @@ TEST_F(ConfigTest, AFetchedObjectReplacesTheConfigurationOnTheMainThread) {
   EXPECT_EQ(onMainThread, std::vector<bool>{true});
   EXPECT_EQ(*config->getConfig(), Value(Value::Dictionary{{"engagement_window", Value(8)}, {"x", Value(1)}}));
   EXPECT_EQ(platform->http().fetchedUrls(), std::vector<std::string>{kZelvoConfigURL});
-  in().updateEngagementWindow();
-  EXPECT_EQ(in().engagementWindow, 8u);
+  in().engagement.updateEngagementWindow(in().configuration()->getConfig());
+  EXPECT_EQ(in().engagement.engagementWindow(), 8u);
 }
 
 TEST_F(ConfigTest, AnythingButAnObjectIsRefusedAndKeepsTheConfiguration) {

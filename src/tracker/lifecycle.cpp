@@ -55,7 +55,7 @@ void ZVTracker::Internal::stopTrackerHelper(bool pause) {
     dwellTime = 0;
     lastInterval = 0;
     interval = 0;
-    resetEngagementMetrics();
+    engagement.resetEngagementMetrics();
   }
 }
 
@@ -75,7 +75,7 @@ void ZVTracker::Internal::applicationDidBecomeActive() {
   // The doubled period of an inactive reader ends here; the seconds counted are kept.
   interval = initialInterval;
   updateUserReturnFrequency();
-  updateEngagementWindow();
+  engagement.updateEngagementWindow(configuration()->getConfig());
   resumeTracker();
   remembeUserVisit();
 }

@@ -7,6 +7,8 @@
 #include <string>
 
 #include "common/log_gate.h"
+#include "engagement/engagement.h"
+#include "engagement/measurement.h"
 #include "ping/zv_ping.h"
 #include "zelvo/zelvo_config.h"
 #include "zelvo/zv_reachability.h"
@@ -31,6 +33,10 @@ struct ZVTracker::Internal {
   std::shared_ptr<LogGate> gate;
   std::recursive_mutex monitor;
 
+  // The components, each owning its state.
+  Engagement engagement;
+  Measurement measurement;
+
   // Private state.
   std::shared_ptr<Timer> dwellTimer;
   uint32_t dwellTime = 0;
@@ -43,14 +49,6 @@ struct ZVTracker::Internal {
   bool active = false;
   std::shared_ptr<ZVReachability> reachability;
   std::optional<Location> location;
-  double maxScrollPosition = 0.0;
-  bool keyboardVisible = false;
-  bool userReadSinceLastPing = false;
-  bool userWroteSinceLastPing = false;
-  uint32_t remainingEngagedSeconds = 0;
-  uint32_t engagedSeconds = 0;
-  uint32_t engagedSecondsSinceLastPing = 0;
-  uint32_t engagementWindow = 0;
   // Kept for interface compatibility; the library never sets or reads it.
   std::shared_ptr<ZVTracker> videoTracker;
   bool sendingPings = false;
@@ -103,23 +101,6 @@ struct ZVTracker::Internal {
   void stopTrackerHelper(bool pause);
   void applicationDidBecomeActive();
   void resumeTracker();
-
-  // Engagement (engagement/engagement.cpp).
-  void keyboardDidShow();
-  void keyboardWillHide();
-  void updateEngagementWindow();
-  void resetPerPingEngagementMetrics();
-  void resetEngagementMetrics();
-
-  // Measurement (engagement/measurement.cpp).
-  bool isScrollView() const;
-  Point getContentOffset() const;
-  double getContentHeight() const;
-  double getContentWidth() const;
-  void updateMaxScrollLocation();
-  double getScreenWidth() const;
-  double getScreenHeight() const;
-  double pointsToPixels(double points) const;
 
   // Tokens (identity/tracker_tokens.cpp).
   std::string generateUUID();

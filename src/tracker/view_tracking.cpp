@@ -33,13 +33,13 @@ bool ZVTracker::trackView(std::shared_ptr<View> view, std::optional<std::string>
   setFirstPing(true);
   in.interval = in.initialInterval;
   in.lastInterval = 0;
-  in.maxScrollPosition = 0.0;
+  in.measurement.resetMaxScrollLocation();
   setPreviousSessionToken(in.sessionToken);
   in.sessionToken = in.generateSessionToken();
   in.gate->standard([&] { return "[ZV]:Created sessionToken: " + *in.sessionToken; });
   in.dwellTime = 0;
   in.trackSiteVisit(in.appReferrer);
-  in.resetEngagementMetrics();
+  in.engagement.resetEngagementMetrics();
   // The new view counts as an engagement event, so its first ping reports reading or writing.
   registeredUserEngagementEvent();
   in.tick();

@@ -8,7 +8,8 @@
 namespace zelvo {
 
 ZVTracker::Internal::Internal(ZVTracker& owner, std::shared_ptr<Platform> p)
-    : self(owner), platform(std::move(p)), gate(std::make_shared<LogGate>(platform->logSink())) {}
+    : self(owner), platform(std::move(p)), gate(std::make_shared<LogGate>(platform->logSink())), engagement(*platform, monitor),
+      measurement(platform->screen()) {}
 
 std::shared_ptr<ZVTracker> ZVTracker::create(std::shared_ptr<Platform> platform) {
   std::shared_ptr<ZVTracker> tracker(new ZVTracker(std::move(platform)));
@@ -31,14 +32,12 @@ void ZVTracker::Internal::init() {
   active = true;
   sendingPings = false;
   updateUserReturnFrequency();
-  std::optional<Value> storedWindow;
-  if (KeyValueStore* store = platform->store()) storedWindow = store->get(kZVEngagementWindowKey);
-  engagementWindow = storedWindow ? storedWindow->unsignedIntValue() : static_cast<uint32_t>(kZVDefaultEngagementWindow);
+  engagement.loadEngagementWindow();
 
   NotificationCenter& center = platform->notificationCenter();
   center.addObserver(&self, kTouchEventNotification, [this](const Notification&) { self.registeredUserEngagementEvent(); });
-  center.addObserver(&self, kKeyboardDidShowNotification, [this](const Notification&) { keyboardDidShow(); });
-  center.addObserver(&self, kKeyboardWillHideNotification, [this](const Notification&) { keyboardWillHide(); });
+  center.addObserver(&self, kKeyboardDidShowNotification, [this](const Notification&) { engagement.keyboardDidShow(); });
+  center.addObserver(&self, kKeyboardWillHideNotification, [this](const Notification&) { engagement.keyboardWillHide(); });
 }
 
 std::shared_ptr<ZelvoConfig> ZVTracker::Internal::configuration() {
@@ -78,6 +77,9 @@ void ZVTracker::setUsePong(bool usePong) {
 // Deliberately the session token: a host that sets a user token replaces the current session
 // token until the next view rotates it, while the persistent user token stays.
 void ZVTracker::setUserToken(std::optional<std::string> token) { internal_->sessionToken = std::move(token); }
+
+void ZVTracker::registeredUserEngagementEvent() { internal_->engagement.registeredUserEngagementEvent(); }
+void ZVTracker::userEngaged(bool typing) { internal_->engagement.userEngaged(typing); }
 
 void ZVTracker::active(bool isActive) { internal_->active = isActive; }
 void ZVTracker::setDebugMode(bool debugMode) { internal_->gate->setDebugMode(debugMode); }
