@@ -2,6 +2,7 @@
 
 #include "tracker_fixture.h"
 
+#include "heartbeat/ping_schedule.h"
 #include "zelvo/constants.h"
 
 namespace zelvo::test {
@@ -9,6 +10,52 @@ namespace {
 
 using ::testing::ElementsAre;
 
+// The schedule alone: the heartbeat timer, the counting and the period.
+TEST(PingScheduleTest, ThePeriodDoublesForAnInactiveReaderAndAViewOrAReturnStartsItAgain) {
+  zelvo::testing::TestingPlatform platform(kStart);
+  int seconds = 0;
+  PingSchedule schedule(platform.runLoop(), [&] { ++seconds; });
+  EXPECT_FALSE(schedule.countSecond()) << "nothing counts before a view and a heartbeat";
+  schedule.start();
+  ASSERT_TRUE(schedule.startHeartbeat());
+  EXPECT_FALSE(schedule.startHeartbeat()) << "one heartbeat";
+  platform.advance(2);
+  EXPECT_EQ(seconds, 2);
+  schedule.beginView();
+  schedule.active(false);
+  std::vector<uint32_t> periods;
+  for (int i = 0; i < 6; ++i) {
+    periods.push_back(schedule.interval());
+    schedule.backOffIfInactive();
+  }
+  EXPECT_THAT(periods, ElementsAre(15, 30, 60, 120, 240, 240));
+  for (int i = 0; i < 3; ++i) schedule.countSecond();
+  schedule.setInterval(2);
+  schedule.returnToInitialInterval();
+  std::vector<bool> due;
+  for (int i = 0; i < 3; ++i) {
+    ASSERT_TRUE(schedule.countSecond());
+    due.push_back(schedule.isPingDue());
+  }
+  EXPECT_THAT(due, ElementsAre(false, false, false)) << "a period shorter than the seconds counted waits";
+  schedule.beginView();
+  EXPECT_TRUE(schedule.active());
+  EXPECT_EQ(schedule.dwellTime(), 0u);
+  schedule.countSecond();
+  schedule.countSecond();
+  EXPECT_TRUE(schedule.isPingDue());
+  schedule.stop();
+  EXPECT_EQ(schedule.interval(), 0u);
+  EXPECT_EQ(schedule.dwellTime(), 0u);
+  const auto timer = schedule.dwellTimer();
+  schedule.invalidateHeartbeat();
+  schedule.forgetHeartbeat(timer);
+  EXPECT_FALSE(schedule.dwellTimer());
+  platform.advance(2);
+  EXPECT_EQ(seconds, 2);
+}
+
+// Through the tracker: the schedule with the network, the views and the lifecycle.
 class HeartbeatTest : public TrackerTest {
  protected:
   void startAndTrack(const std::string& id = "/a") {
@@ -44,8 +91,8 @@ TEST_F(HeartbeatTest, AfterAReturnWithMoreSecondsCountedThanThePeriodNothingIsSe
   post(ApplicationEvent::kWillResignActive);
   advance(15);
   post(ApplicationEvent::kDidBecomeActive);
-  EXPECT_EQ(in().interval, 15u);
-  EXPECT_EQ(in().lastInterval, 40u);
+  EXPECT_EQ(in().schedule.interval(), 15u);
+  EXPECT_EQ(in().schedule.lastInterval(), 40u);
   advance(600);
   EXPECT_EQ(pingCount(), 3u);
   tracker->trackView(view, std::string("/b"), std::string("B"));
@@ -111,7 +158,7 @@ TEST_F(HeartbeatTest, DomainAndSubDomainFallBackToTheApplicationIdentifier) {
 TEST_F(HeartbeatTest, SetIntervalTakesEffectOnTheNextViewButAStartResetsIt) {
   tracker->startTrackerWithAccountID(9, std::string("app"));
   tracker->setInterval(30);
-  EXPECT_EQ(in().interval, 15u);
+  EXPECT_EQ(in().schedule.interval(), 15u);
   tracker->trackView(view, std::string("/a"), std::string("A"));
   advance(30);
   EXPECT_THAT(pingTimes(), ElementsAre(0, 30));
@@ -157,7 +204,7 @@ TEST_F(HeartbeatTest, PauseAndResumeMakeOneNewHeartbeatAndAFirstPingInTheSameSes
   advance(20);  // pings at 0 and 15; 5 seconds counted
   const auto token = tracker->sessionToken();
   post(ApplicationEvent::kWillResignActive);
-  EXPECT_FALSE(in().dwellTimer);
+  EXPECT_FALSE(in().schedule.dwellTimer());
   EXPECT_EQ(platform->runLoop().activeTimerCount(), 0u);
   EXPECT_EQ(tracker->status(), 2u);
   advance(100);
@@ -165,7 +212,7 @@ TEST_F(HeartbeatTest, PauseAndResumeMakeOneNewHeartbeatAndAFirstPingInTheSameSes
   post(ApplicationEvent::kDidBecomeActive);
   EXPECT_EQ(platform->runLoop().activeTimerCount(), 1u);
   EXPECT_TRUE(tracker->firstPing());
-  EXPECT_EQ(in().interval, 15u);
+  EXPECT_EQ(in().schedule.interval(), 15u);
   EXPECT_EQ(tracker->sessionToken(), token);
   advance(10);
   ASSERT_EQ(pingCount(), 3u);
@@ -199,8 +246,8 @@ TEST_F(HeartbeatTest, AStoppedTrackerStaysStoppedUntilTheNextViewWhichRestartsEv
   tracker->stopTracker();
   EXPECT_EQ(tracker->status(), 1u);
   EXPECT_FALSE(tracker->view());
-  EXPECT_EQ(in().interval, 0u);
-  EXPECT_EQ(in().dwellTime, 0u);
+  EXPECT_EQ(in().schedule.interval(), 0u);
+  EXPECT_EQ(in().schedule.dwellTime(), 0u);
   EXPECT_EQ(in().engagement.remainingEngagedSeconds(), 0u);
   post(ApplicationEvent::kDidBecomeActive);
   advance(100);
@@ -223,7 +270,7 @@ TEST_F(HeartbeatTest, StopTrackerFromAnotherThreadInvalidatesOnTheMainThreadToo)
   std::thread other([this] { tracker->stopTracker(); });
   EXPECT_TRUE(platform->runLoop().waitForPostedTask(10.0));
   other.join();
-  EXPECT_FALSE(in().dwellTimer);
+  EXPECT_FALSE(in().schedule.dwellTimer());
   EXPECT_EQ(tracker->status(), 1u);
   EXPECT_EQ(platform->log().count("[ZV]: stopTracker called in a thread. Invalidating tracker on main thread."), 1u);
   advance(30);
@@ -246,14 +293,14 @@ TEST_F(HeartbeatTest, PauseRegistrationsPileUpAndOnlyTheFirstDeliveryActs) {
                 "[ZV]: Got UIApplicationWillResignActiveNotification or UIApplicationWillTerminateNotification. Will stopTracker."),
             1u);
   EXPECT_EQ(platform->log().count("[ZV]: stopTracker."), 1u);
-  EXPECT_FALSE(in().dwellTimer);
+  EXPECT_FALSE(in().schedule.dwellTimer());
 }
 
 TEST_F(HeartbeatTest, WithPingsOffTheHeartbeatCountsNothing) {
   tracker->startTrackerWithAccountID(9, std::string("app"));
   advance(20);
-  EXPECT_EQ(in().dwellTime, 0u);
-  EXPECT_EQ(in().lastInterval, 0u);
+  EXPECT_EQ(in().schedule.dwellTime(), 0u);
+  EXPECT_EQ(in().schedule.lastInterval(), 0u);
   EXPECT_EQ(pingCount(), 0u);
 }
 
@@ -261,13 +308,13 @@ TEST_F(HeartbeatTest, ADecayPingIsFullWithoutALastPathAndChangesNoSchedule) {
   startAndTrack("/a");
   tracker->trackView(view, std::string("/b"), std::string("B"));
   advance(3);
-  const uint32_t interval = in().interval;
+  const uint32_t interval = in().schedule.interval();
   in().decayPing();
   auto q = queryMap(lastUrl());
   EXPECT_EQ(q["j"], "30");
   EXPECT_TRUE(hasKey(lastUrl(), "n"));
   EXPECT_FALSE(hasKey(lastUrl(), "v"));
-  EXPECT_EQ(in().interval, interval);
+  EXPECT_EQ(in().schedule.interval(), interval);
   EXPECT_FALSE(tracker->firstPing());
 }
 

@@ -4,7 +4,10 @@
 #include <numeric>
 #include <vector>
 
+#include "common/log_gate.h"
+#include "identity/identity.h"
 #include "identity/tokens.h"
+#include "zelvo/constants.h"
 #include "zelvo/testing/testing_platform.h"
 #include "zelvo/zv_utils.h"
 
@@ -88,6 +91,53 @@ TEST(IdentityTokensTest, LogsUnderTheStandardGate) {
   gate.setLogLevel(1);
   encodeToken("ab", false, &gate);
   EXPECT_TRUE(sink.lines().empty());
+}
+
+// The identity component: the persistent user token and the session tokens.
+class IdentityTest : public ::testing::Test {
+ protected:
+  // The token a fresh identity over the same store starts with (the application restarted).
+  std::optional<std::string> restoredToken() {
+    Identity identity(platform, gate);
+    identity.restoreUserToken();
+    return identity.userToken();
+  }
+  testing::TestingPlatform platform;
+  LogGate gate{platform.logSink()};
+};
+
+TEST_F(IdentityTest, TheUserTokenIsMadeOnceStoredAndReusedUntilRemovedOrUnreadable) {
+  gate.setDebugMode(true);
+  const std::string token = restoredToken().value();
+  EXPECT_EQ(token.size(), 18u);
+  EXPECT_EQ(platform.memoryStore().get(kZVPersistenTokenKey), Value(token));
+  EXPECT_EQ(platform.log().count("[ZV]:Created userToken: " + token), 1u);
+  const int syncs = platform.memoryStore().synchronizeCount();
+  EXPECT_EQ(restoredToken(), token);
+  EXPECT_EQ(platform.log().count("[ZV]:Created userToken: " + token), 1u);
+  EXPECT_EQ(platform.memoryStore().synchronizeCount(), syncs) << "a reused token is not written again";
+
+  for (bool removed : {true, false}) {
+    if (removed) platform.memoryStore().remove(kZVPersistenTokenKey);
+    else platform.memoryStore().set(kZVPersistenTokenKey, Value(42));
+    const std::string fresh = restoredToken().value();
+    EXPECT_NE(fresh, token);
+    EXPECT_EQ(fresh.size(), 18u);
+    EXPECT_EQ(platform.memoryStore().get(kZVPersistenTokenKey), Value(fresh));
+  }
+
+  platform.setStoreEnabled(false);
+  platform.memoryStore().remove(kZVPersistenTokenKey);
+  EXPECT_NE(restoredToken(), restoredToken()) << "without a store every start makes a fresh token";
+  EXPECT_EQ(platform.memoryStore().snapshot().count(kZVPersistenTokenKey), 0u);
+}
+
+TEST_F(IdentityTest, ANewViewMakesTheSessionTokenThePreviousOne) {
+  Identity identity(platform, gate);
+  identity.setSessionToken(std::string("host-token"));
+  identity.rotateSessionToken();
+  EXPECT_EQ(identity.previousSessionToken(), "host-token");
+  EXPECT_EQ(identity.sessionToken()->size(), 32u);
 }
 
 }  // namespace

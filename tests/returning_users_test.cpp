@@ -1,5 +1,6 @@
 #include "tracker_fixture.h"
 
+#include "identity/identity.h"
 #include "zelvo/constants.h"
 
 namespace zelvo::test {
@@ -7,7 +8,8 @@ namespace {
 
 constexpr double kDay = 86400.0;
 
-class ReturningUsersTest : public TrackerTest {
+// The component alone, on a store of its own.
+class ReturningUsersTest : public ::testing::Test {
  protected:
   double today() { return platform->calendar().startOfDay(platform->clock().now()); }
   void storeOpenDays(std::initializer_list<double> days) {
@@ -24,13 +26,16 @@ class ReturningUsersTest : public TrackerTest {
     return out;
   }
   std::string frequency() {
-    in().updateUserReturnFrequency();
-    return in().userReturnFrequencyHex.value_or("");
+    identity.updateUserReturnFrequency();
+    return identity.userReturnFrequencyHex().value_or("");
   }
+  std::shared_ptr<zelvo::testing::TestingPlatform> platform = std::make_shared<zelvo::testing::TestingPlatform>(kStart);
+  LogGate gate{platform->logSink()};
+  Identity identity{*platform, gate};
 };
 
 TEST_F(ReturningUsersTest, TheFirstRunKnowsOnlyToday) {
-  EXPECT_EQ(in().userReturnFrequencyHex, "00001");
+  EXPECT_EQ(frequency(), "00001");
   EXPECT_EQ(storedOpenDays(), std::vector<double>{today()});
   EXPECT_EQ(frequency(), "00001") << "the same midnight is not added twice";
   EXPECT_EQ(storedOpenDays().size(), 1u);
@@ -76,32 +81,32 @@ TEST_F(ReturningUsersTest, ADayLengthenedByDaylightSavingStillCountsOne) {
 
 TEST_F(ReturningUsersTest, TheFirstVisitMovesOnlyAfterMoreThanThirtyDaysAway) {
   platform->virtualClock().set(kStart);
-  in().remembeUserVisit();
+  identity.remembeUserVisit();
   EXPECT_EQ(platform->memoryStore().get(kZVUserFirstVisitTrackingKey), Value(Date{kStart}));
-  EXPECT_TRUE(in().isUserNew());
+  EXPECT_TRUE(identity.isUserNew());
   platform->virtualClock().set(kStart + 1799.999);
-  EXPECT_TRUE(in().isUserNew());
+  EXPECT_TRUE(identity.isUserNew());
   platform->virtualClock().set(kStart + 1800);
-  EXPECT_FALSE(in().isUserNew());
+  EXPECT_FALSE(identity.isUserNew());
 
   platform->virtualClock().set(kStart + 2592000);
-  in().remembeUserVisit();
+  identity.remembeUserVisit();
   EXPECT_EQ(platform->memoryStore().get(kZVUserFirstVisitTrackingKey), Value(Date{kStart}));
   const double later = kStart + 2 * 2592000 + 1;
   platform->virtualClock().set(later);
-  in().remembeUserVisit();
+  identity.remembeUserVisit();
   EXPECT_EQ(platform->memoryStore().get(kZVUserFirstVisitTrackingKey), Value(Date{later}));
   EXPECT_EQ(platform->memoryStore().get(kZVUserVisitTrackingKey), Value(Date{later}));
-  EXPECT_TRUE(in().isUserNew());
+  EXPECT_TRUE(identity.isUserNew());
 }
 
 TEST_F(ReturningUsersTest, WithoutAFirstVisitNobodyIsNew) {
-  EXPECT_FALSE(in().isUserNew());
+  EXPECT_FALSE(identity.isUserNew());
   platform->memoryStore().set(kZVUserFirstVisitTrackingKey, Value("not a date"));
-  EXPECT_FALSE(in().isUserNew());
+  EXPECT_FALSE(identity.isUserNew());
 }
 
-TEST_F(ReturningUsersTest, TheNewFlagAndTheMaskReachThePingsAndSurviveARestart) {
+TEST_F(TrackerTest, TheNewFlagAndTheReturnFrequencyReachThePingsAndSurviveARestart) {
   tracker->startTrackerWithAccountID(9, std::string("app"));
   post(ApplicationEvent::kDidBecomeActive);  // the first visit
   platform->virtualClock().set(kStart + kDay);

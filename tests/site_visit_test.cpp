@@ -1,10 +1,58 @@
 #include "tracker_fixture.h"
 
+#include "identity/site_visit.h"
 #include "zelvo/constants.h"
 
 namespace zelvo::test {
 namespace {
 
+// The component alone: the visit's rules over the store.
+class SiteVisitComponentTest : public ::testing::Test {
+ protected:
+  // Counts a view at `at` seconds after kStart; returns the visit's depth and id.
+  std::pair<int64_t, std::string> viewAt(double at, const std::optional<std::string>& referrer = std::nullopt) {
+    platform.virtualClock().set(kStart + at);
+    visit.trackSiteVisit(referrer);
+    return {visit.getSiteVisitDepth(), visit.getSiteVisitId().value_or("")};
+  }
+  zelvo::testing::TestingPlatform platform{kStart};
+  LogGate gate{platform.logSink()};
+  SiteVisit visit{platform, gate};
+};
+
+TEST_F(SiteVisitComponentTest, ViewsWithinHalfAnHourOfTheFirstDeepenOneVisit) {
+  auto first = viewAt(0);
+  EXPECT_EQ(viewAt(600).first, 2);
+  auto third = viewAt(1800);
+  EXPECT_EQ(third.first, 3);
+  EXPECT_EQ(first.second, third.second);
+  auto fourth = viewAt(1800.001);
+  EXPECT_EQ(fourth.first, 1) << "continuing views never move the start";
+  EXPECT_NE(fourth.second, first.second);
+  EXPECT_EQ(visit.getSiteVisitRefreshTime(), kStart + 1800.001);
+}
+
+TEST_F(SiteVisitComponentTest, AChangedReferrerStartsANewVisitAndNilReadsAsEmpty) {
+  struct Step { std::optional<std::string> referrer; int64_t depth; bool sameVisit; };
+  const Step steps[] = {{"a", 1, false}, {"b", 1, false}, {"", 1, false}, {std::nullopt, 2, true}, {"a", 1, false}, {std::nullopt, 1, false}};
+  std::string id;
+  for (std::size_t i = 0; i < std::size(steps); ++i) {
+    auto [depth, nextId] = viewAt(60.0 * i, steps[i].referrer);
+    EXPECT_EQ(depth, steps[i].depth) << i;
+    EXPECT_EQ(nextId == id, steps[i].sameVisit) << i;
+    EXPECT_EQ(visit.getSiteVisitReferrer(), steps[i].referrer.value_or("")) << i;
+    id = nextId;
+  }
+}
+
+TEST_F(SiteVisitComponentTest, StoredValuesOfTheWrongTypeStartANewVisit) {
+  platform.memoryStore().set(kSiteVisitRefreshTimeKey, Value("yesterday"));
+  platform.memoryStore().set(kSiteVisitReferrerKey, Value(12));
+  platform.memoryStore().set(kSiteVisitDepthKey, Value("7"));
+  EXPECT_EQ(viewAt(0).first, 1) << "an unreadable start time means the visit has expired";
+}
+
+// Through the tracker: what the pings carry, across a restart.
 class SiteVisitTest : public TrackerTest {
  protected:
   void SetUp() override { tracker->startTrackerWithAccountID(9, std::string("app")); }
@@ -14,7 +62,6 @@ class SiteVisitTest : public TrackerTest {
     tracker->trackView(view, "/" + std::to_string(++views_), std::string("T"));
     return queryMap(lastUrl());
   }
-  int64_t depth() { return in().getSiteVisitDepth(); }
   std::shared_ptr<View> view = std::make_shared<SimpleView>();
 
  private:
@@ -29,55 +76,6 @@ TEST_F(SiteVisitTest, AFreshInstallStartsAVisitWithDepthOne) {
   EXPECT_EQ(platform->memoryStore().get(kSiteVisitRefreshTimeKey), Value(Date{kStart}));
   EXPECT_EQ(platform->memoryStore().get(kSiteVisitReferrerKey), Value(""));
   EXPECT_EQ(platform->memoryStore().get(kSiteVisitDepthKey), Value(1));
-}
-
-TEST_F(SiteVisitTest, ViewsWithinHalfAnHourDeepenOneVisit) {
-  auto first = viewAt(0);
-  auto second = viewAt(600);
-  auto third = viewAt(1800);
-  EXPECT_EQ(second["sd"], "2");
-  EXPECT_EQ(third["sd"], "3");
-  EXPECT_EQ(first["sv"], third["sv"]);
-  auto fourth = viewAt(1800.001);
-  EXPECT_EQ(fourth["sd"], "1");
-  EXPECT_NE(fourth["sv"], first["sv"]);
-  EXPECT_EQ(platform->memoryStore().get(kSiteVisitRefreshTimeKey), Value(Date{kStart + 1800.001}));
-}
-
-TEST_F(SiteVisitTest, ContinuingViewsDoNotMoveTheStart) {
-  auto first = viewAt(0);
-  EXPECT_EQ(viewAt(20 * 60)["sd"], "2");
-  auto late = viewAt(40 * 60);
-  EXPECT_EQ(late["sd"], "1");
-  EXPECT_NE(late["sv"], first["sv"]);
-}
-
-TEST_F(SiteVisitTest, AChangedReferrerStartsANewVisit) {
-  tracker->setAppReferrer(std::string("a"));
-  auto first = viewAt(0);
-  EXPECT_EQ(first["sr"], "a");
-  tracker->setAppReferrer(std::string("b"));
-  auto second = viewAt(60);
-  EXPECT_EQ(second["sd"], "1");
-  EXPECT_EQ(second["sr"], "b");
-  EXPECT_NE(second["sv"], first["sv"]);
-}
-
-TEST_F(SiteVisitTest, ANilReferrerReadsAsEmpty) {
-  tracker->setAppReferrer(std::string(""));
-  auto first = viewAt(0);
-  tracker->setAppReferrer(std::nullopt);
-  auto second = viewAt(60);
-  EXPECT_EQ(second["sd"], "2");
-  EXPECT_EQ(second["sv"], first["sv"]);
-
-  tracker->setAppReferrer(std::string("a"));
-  auto third = viewAt(120);
-  tracker->setAppReferrer(std::nullopt);
-  auto fourth = viewAt(180);
-  EXPECT_EQ(fourth["sd"], "1");
-  EXPECT_EQ(fourth["sr"], "");
-  EXPECT_NE(fourth["sv"], third["sv"]);
 }
 
 TEST_F(SiteVisitTest, APushReferrerGoesOutBareInTheVisitAndEscapedAsTheReferrer) {
@@ -108,15 +106,6 @@ TEST_F(SiteVisitTest, WithoutAnIdOrADepthThePingCarriesNoVisit) {
   platform->memoryStore().set(kSiteVisitDepthKey, Value(0));
   advance(15);
   EXPECT_FALSE(hasKey(lastUrl(), "sd"));
-}
-
-TEST_F(SiteVisitTest, StoredValuesOfTheWrongTypeDoNotStopTheTracker) {
-  platform->memoryStore().set(kSiteVisitRefreshTimeKey, Value("yesterday"));
-  platform->memoryStore().set(kSiteVisitReferrerKey, Value(12));
-  platform->memoryStore().set(kSiteVisitDepthKey, Value("7"));
-  auto q = viewAt(0);
-  EXPECT_EQ(q["sd"], "1") << "an unreadable start time means the visit has expired";
-  EXPECT_EQ(depth(), 1);
 }
 
 }  // namespace

@@ -10,68 +10,24 @@ using ::testing::ElementsAre;
 
 TEST_F(TrackerTest, StartingTwiceKeepsOneHeartbeatAndOneSetOfObserversButReplacesThePing) {
   tracker->startTrackerWithAccountID(7, std::string("com.example.news"));
-  auto firstTimer = in().dwellTimer;
+  auto firstTimer = in().schedule.dwellTimer();
   auto firstPing = in().ping;
   ASSERT_TRUE(firstTimer);
   ASSERT_TRUE(firstPing);
   tracker->setInterval(40);
-  in().interval = 99;
+  in().schedule.setIntervalForTesting(99);
 
   EXPECT_TRUE(tracker->startTrackerWithAccountID(8, std::string("com.example.other")));
-  EXPECT_EQ(in().dwellTimer, firstTimer);
+  EXPECT_EQ(in().schedule.dwellTimer(), firstTimer);
   EXPECT_NE(in().ping, firstPing);
   EXPECT_EQ(platform->runLoop().activeTimerCount(), 1u);
-  EXPECT_EQ(in().interval, 15u);
-  EXPECT_EQ(in().initialInterval, 15u);
+  EXPECT_EQ(in().schedule.interval(), 15u);
+  EXPECT_EQ(in().schedule.initialInterval(), 15u);
   EXPECT_EQ(tracker->uid(), 8u);
   EXPECT_EQ(tracker->status(), 2u);
   NotificationCenter& center = platform->notificationCenter();
   EXPECT_EQ(center.registrationCount(tracker.get(), kApplicationWillResignActiveNotification), 1u);
   EXPECT_EQ(center.registrationCount(tracker.get(), kApplicationDidBecomeActiveNotification), 1u);
-}
-
-TEST_F(TrackerTest, TheUserTokenIsMadeOnceStoredAndReusedUntilRemoved) {
-  tracker->setDebugMode(true);
-  tracker->startTrackerWithAccountID(1, std::string("app"));
-  const std::string token = tracker->userToken().value();
-  EXPECT_EQ(token.size(), 18u);
-  EXPECT_EQ(platform->memoryStore().get(kZVPersistenTokenKey), Value(token));
-  EXPECT_EQ(platform->log().count("[ZV]:Created userToken: " + token), 1u);
-
-  restart();
-  tracker->setDebugMode(true);
-  platform->log().clear();
-  const int syncs = platform->memoryStore().synchronizeCount();
-  tracker->startTrackerWithAccountID(1, std::string("app"));
-  EXPECT_EQ(tracker->userToken(), token);
-  for (const auto& line : platform->log().lines()) EXPECT_EQ(line.find("Created userToken"), std::string::npos) << line;
-  EXPECT_EQ(platform->memoryStore().synchronizeCount(), syncs) << "a reused token is not written again";
-
-  platform->memoryStore().remove(kZVPersistenTokenKey);
-  restart();
-  tracker->startTrackerWithAccountID(1, std::string("app"));
-  ASSERT_TRUE(tracker->userToken());
-  EXPECT_NE(*tracker->userToken(), token);
-  EXPECT_EQ(platform->memoryStore().get(kZVPersistenTokenKey), Value(*tracker->userToken()));
-}
-
-TEST_F(TrackerTest, WithoutAStoreEveryStartMakesAFreshTokenAndKeepsNothing) {
-  platform->setStoreEnabled(false);
-  restart();
-  tracker->startTrackerWithAccountID(1, std::string("app"));
-  auto first = tracker->userToken();
-  restart();
-  tracker->startTrackerWithAccountID(1, std::string("app"));
-  EXPECT_NE(first, tracker->userToken());
-  EXPECT_EQ(platform->memoryStore().snapshot().count(kZVPersistenTokenKey), 0u);
-}
-
-TEST_F(TrackerTest, AStoredTokenThatIsNotTextIsReplaced) {
-  platform->memoryStore().set(kZVPersistenTokenKey, Value(42));
-  tracker->startTrackerWithAccountID(1, std::string("app"));
-  ASSERT_TRUE(tracker->userToken());
-  EXPECT_EQ(tracker->userToken()->size(), 18u);
-  EXPECT_EQ(platform->memoryStore().get(kZVPersistenTokenKey), Value(*tracker->userToken()));
 }
 
 TEST_F(TrackerTest, UsePongSetBeforeTheStartReachesThePingObjectAndItsUrls) {
@@ -122,9 +78,9 @@ TEST_F(TrackerTest, SetupStoresTheDomainAndStartsWithThePlatformIdentifier) {
 }
 
 TEST_F(TrackerTest, InitRecordsTheOpeningAndReadsTheStoredWindow) {
-  EXPECT_EQ(in().userReturnFrequencyHex, "00001");
-  EXPECT_TRUE(in().active);
-  EXPECT_FALSE(in().sendingPings);
+  EXPECT_EQ(in().identity.userReturnFrequencyHex(), "00001");
+  EXPECT_TRUE(in().schedule.active());
+  EXPECT_FALSE(in().schedule.sendingPings());
   EXPECT_EQ(tracker->status(), 0u);
   platform->memoryStore().set(kZVEngagementWindowKey, Value(7.9));
   restart();

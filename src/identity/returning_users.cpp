@@ -3,7 +3,7 @@
 
 #include "common/format.h"
 #include "identity/stored_values.h"
-#include "tracker/tracker_internal.h"
+#include "identity/identity.h"
 #include "zelvo/constants.h"
 
 namespace zelvo {
@@ -16,28 +16,26 @@ constexpr double kSecondsPerDay = 86400.0;
 
 }  // namespace
 
-void ZVTracker::updateUserReturnFrequency() { internal_->updateUserReturnFrequency(); }
-
-void ZVTracker::Internal::remembeUserVisit() {
-  KeyValueStore* store = platform->store();
+void Identity::remembeUserVisit() {
+  KeyValueStore* store = platform_.store();
   if (!store) return;
-  const double now = platform->clock().now();
-  std::optional<double> last = storedDate(store, kZVUserVisitTrackingKey, *gate);
+  const double now = platform_.clock().now();
+  std::optional<double> last = storedDate(store, kZVUserVisitTrackingKey, gate_);
   // A gap of exactly thirty days keeps the old first visit.
   if (!last || now - *last > kVisitGapSeconds) store->set(kZVUserFirstVisitTrackingKey, Value(Date{now}));
   store->set(kZVUserVisitTrackingKey, Value(Date{now}));
   store->synchronize();
 }
 
-bool ZVTracker::Internal::isUserNew() {
-  const double now = platform->clock().now();
+bool Identity::isUserNew() {
+  const double now = platform_.clock().now();
   // Without a first visit the interval counts from the reference date: never new.
-  const double first = storedDate(platform->store(), kZVUserFirstVisitTrackingKey, *gate).value_or(0.0);
+  const double first = storedDate(platform_.store(), kZVUserFirstVisitTrackingKey, gate_).value_or(0.0);
   return now - first < kNewUserSeconds;
 }
 
-void ZVTracker::Internal::updateUserReturnFrequency() {
-  KeyValueStore* store = platform->store();
+void Identity::updateUserReturnFrequency() {
+  KeyValueStore* store = platform_.store();
   // Open days as exact instants of local midnight, so that the same day is recognised.
   std::vector<double> days;
   auto addDay = [&days](double day) {
@@ -50,11 +48,11 @@ void ZVTracker::Internal::updateUserReturnFrequency() {
           if (const Date* date = element.asDate()) addDay(date->seconds);
         }
       } else {
-        gate->standard([] { return std::string("[ZV]:Ignoring stored ") + kZVAppOpenDatesKey + ": not an array"; });
+        gate_.standard([] { return std::string("[ZV]:Ignoring stored ") + kZVAppOpenDatesKey + ": not an array"; });
       }
     }
   }
-  const double today = platform->calendar().startOfDay(platform->clock().now());
+  const double today = platform_.calendar().startOfDay(platform_.clock().now());
   addDay(today);
   // Both ends inclusive: an open exactly fifteen days back is kept; future dates are dropped.
   const double cutoff = today + kOldestOpenOffset;
@@ -77,7 +75,7 @@ void ZVTracker::Internal::updateUserReturnFrequency() {
     oldest = std::max(oldest, age);
   }
   const uint32_t value = (static_cast<uint32_t>(oldest) << 16) | mask;
-  userReturnFrequencyHex = formatPosix("%05x", value);
+  userReturnFrequencyHex_ = formatPosix("%05x", value);
 }
 
 }  // namespace zelvo

@@ -1,54 +1,57 @@
 #include <limits>
 
 #include "identity/stored_values.h"
-#include "tracker/tracker_internal.h"
+#include "identity/site_visit.h"
+#include "identity/tokens.h"
 #include "zelvo/constants.h"
 
 namespace zelvo {
 
+std::string SiteVisit::generateSiteVisitUid() { return zelvo::generateSiteVisitUid(platform_.uuidSource(), &gate_); }
+
 // The site-visit writes are not synchronized: the store makes them durable by itself shortly.
 
-void ZVTracker::Internal::storeSiteVisitId(const std::optional<std::string>& uid) {
-  if (KeyValueStore* store = platform->store()) store->set(kSiteVisitUidKey, uid ? Value(*uid) : Value());
+void SiteVisit::storeSiteVisitId(const std::optional<std::string>& uid) {
+  if (KeyValueStore* store = platform_.store()) store->set(kSiteVisitUidKey, uid ? Value(*uid) : Value());
 }
 
-std::optional<std::string> ZVTracker::Internal::getSiteVisitId() const {
-  return storedString(platform->store(), kSiteVisitUidKey, *gate);
+std::optional<std::string> SiteVisit::getSiteVisitId() const {
+  return storedString(platform_.store(), kSiteVisitUidKey, gate_);
 }
 
-void ZVTracker::Internal::storeSiteVisitDepth(int64_t depth) {
-  if (KeyValueStore* store = platform->store()) store->set(kSiteVisitDepthKey, Value(depth));
+void SiteVisit::storeSiteVisitDepth(int64_t depth) {
+  if (KeyValueStore* store = platform_.store()) store->set(kSiteVisitDepthKey, Value(depth));
 }
 
-int64_t ZVTracker::Internal::getSiteVisitDepth() const {
-  KeyValueStore* store = platform->store();
+int64_t SiteVisit::getSiteVisitDepth() const {
+  KeyValueStore* store = platform_.store();
   if (!store) return 0;
   std::optional<Value> depth = store->get(kSiteVisitDepthKey);
   return depth ? depth->longLongValue() : 0;
 }
 
-void ZVTracker::Internal::storeSiteVisitReferrer(const std::optional<std::string>& referrer) {
-  if (KeyValueStore* store = platform->store()) store->set(kSiteVisitReferrerKey, referrer ? Value(*referrer) : Value());
+void SiteVisit::storeSiteVisitReferrer(const std::optional<std::string>& referrer) {
+  if (KeyValueStore* store = platform_.store()) store->set(kSiteVisitReferrerKey, referrer ? Value(*referrer) : Value());
 }
 
-std::optional<std::string> ZVTracker::Internal::getSiteVisitReferrer() const {
-  return storedString(platform->store(), kSiteVisitReferrerKey, *gate);
+std::optional<std::string> SiteVisit::getSiteVisitReferrer() const {
+  return storedString(platform_.store(), kSiteVisitReferrerKey, gate_);
 }
 
-void ZVTracker::Internal::storeSiteVisitRefreshTime(double date) {
-  if (KeyValueStore* store = platform->store()) store->set(kSiteVisitRefreshTimeKey, Value(Date{date}));
+void SiteVisit::storeSiteVisitRefreshTime(double date) {
+  if (KeyValueStore* store = platform_.store()) store->set(kSiteVisitRefreshTimeKey, Value(Date{date}));
 }
 
-std::optional<double> ZVTracker::Internal::getSiteVisitRefreshTime() const {
-  return storedDate(platform->store(), kSiteVisitRefreshTimeKey, *gate);
+std::optional<double> SiteVisit::getSiteVisitRefreshTime() const {
+  return storedDate(platform_.store(), kSiteVisitRefreshTimeKey, gate_);
 }
 
-bool ZVTracker::Internal::hasSiteVisitExpired() const {
+bool SiteVisit::hasSiteVisitExpired() const {
   std::optional<double> start = getSiteVisitRefreshTime();
-  return !start || platform->clock().now() - *start > static_cast<double>(kSecondsToTrackSiteVisit);
+  return !start || platform_.clock().now() - *start > static_cast<double>(kSecondsToTrackSiteVisit);
 }
 
-void ZVTracker::Internal::trackSiteVisit(const std::optional<std::string>& referrer) {
+void SiteVisit::trackSiteVisit(const std::optional<std::string>& referrer) {
   const std::string ref = referrer.value_or(std::string());
   std::optional<std::string> stored = getSiteVisitReferrer();
   if ((!stored || *stored == ref) && !hasSiteVisitExpired()) {
@@ -60,7 +63,7 @@ void ZVTracker::Internal::trackSiteVisit(const std::optional<std::string>& refer
   storeSiteVisitDepth(1);
   storeSiteVisitReferrer(ref);
   storeSiteVisitId(generateSiteVisitUid());
-  storeSiteVisitRefreshTime(platform->clock().now());
+  storeSiteVisitRefreshTime(platform_.clock().now());
 }
 
 }  // namespace zelvo

@@ -17,7 +17,7 @@ void ZVTracker::Internal::subscribeToNotifications() {
 void ZVTracker::Internal::stageStopTracker() {
   {
     std::lock_guard lock(monitor);
-    if (!dwellTimer) return;
+    if (!schedule.dwellTimer()) return;
   }
   gate->standard([] {
     return std::string(
@@ -30,7 +30,7 @@ void ZVTracker::Internal::stopTrackerHelper(bool pause) {
   std::shared_ptr<Timer> timer;
   {
     std::lock_guard lock(monitor);
-    timer = dwellTimer;
+    timer = schedule.dwellTimer();
   }
   if (timer) {
     gate->standard([] { return std::string("[ZV]: stopTracker."); });
@@ -46,15 +46,13 @@ void ZVTracker::Internal::stopTrackerHelper(bool pause) {
     }
   }
   std::lock_guard lock(monitor);
-  if (timer && dwellTimer == timer) dwellTimer.reset();
+  schedule.forgetHeartbeat(timer);
   if (pause) {
     // The first ping after the resume is marked first; everything else keeps its value.
     firstPing = true;
   } else {
     status = 1;
-    dwellTime = 0;
-    lastInterval = 0;
-    interval = 0;
+    schedule.stop();
     engagement.resetEngagementMetrics();
   }
 }
@@ -73,15 +71,15 @@ void ZVTracker::stopTracker() {
 
 void ZVTracker::Internal::applicationDidBecomeActive() {
   // The doubled period of an inactive reader ends here; the seconds counted are kept.
-  interval = initialInterval;
-  updateUserReturnFrequency();
+  schedule.returnToInitialInterval();
+  identity.updateUserReturnFrequency();
   engagement.updateEngagementWindow(configuration()->getConfig());
   resumeTracker();
-  remembeUserVisit();
+  identity.remembeUserVisit();
 }
 
 void ZVTracker::Internal::resumeTracker() {
-  if (!sendingPings) return;
+  if (!schedule.sendingPings()) return;
   if (!appid || status == 1) return;
   if (!view) return;
   // The short form: a new ping object, the period back to its start value and, since the

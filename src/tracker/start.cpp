@@ -24,39 +24,16 @@ bool ZVTracker::startTrackerWithAccountID(uint32_t accountId, std::optional<std:
   in.uid = accountId;
   setAppid(std::move(appid));
 
-  // A period set earlier with setInterval() is overwritten here.
-  const uint32_t initial = static_cast<uint32_t>(Internal::getInitialPingInterval());
-  in.initialInterval = initial;
-  in.interval = initial;
+  in.schedule.start();
   in.userAgent = userAgentForModel(platform.deviceInfo().modelName());
 
   // Every start makes a new ping object: its lock-out and referrer state go with the old one.
   in.ping = std::make_shared<ZVPing>(in.platform, in.gate);
   in.ping->setUsePong(in.usePong);
 
-  if (!in.dwellTimer) {
-    in.dwellTimer = in.makeHeartbeat();
-    in.subscribeToNotifications();
-  }
+  if (in.schedule.startHeartbeat()) in.subscribeToNotifications();
 
-  KeyValueStore* store = platform.store();
-  if (store) {
-    std::optional<Value> stored = store->get(kZVPersistenTokenKey);
-    if (stored && stored->asString()) {
-      in.userToken = *stored->asString();
-    } else {
-      if (stored) in.gate->standard([] { return std::string("[ZV]:Ignoring a stored userToken that is not text"); });
-      in.userToken.reset();
-    }
-  }
-  if (!in.userToken) {
-    in.userToken = in.generateUserToken();
-    in.gate->standard([&] { return "[ZV]:Created userToken: " + *in.userToken; });
-    if (store) {
-      store->set(kZVPersistenTokenKey, Value(*in.userToken));
-      store->synchronize();
-    }
-  }
+  in.identity.restoreUserToken();
   in.status = 2;
 
   // The hook goes into the application's event dispatch once: installing it twice would

@@ -26,19 +26,13 @@ bool ZVTracker::trackView(std::shared_ptr<View> view, std::optional<std::string>
   setView(std::move(view));
   in.gate->standard([&] { return "[ZV]:trackview new view " + describeView(in.view) + ", cur view " + describeView(in.view); });
   in.gate->standard([&] { return "[ZV]:trackView: " + describe(viewId) + " title:" + describe(title); });
-  in.sendingPings = true;
+  in.schedule.beginView();
   setViewId(std::move(viewId));
   setTitle(std::move(title));
-  in.active = true;
   setFirstPing(true);
-  in.interval = in.initialInterval;
-  in.lastInterval = 0;
   in.measurement.resetMaxScrollLocation();
-  setPreviousSessionToken(in.sessionToken);
-  in.sessionToken = in.generateSessionToken();
-  in.gate->standard([&] { return "[ZV]:Created sessionToken: " + *in.sessionToken; });
-  in.dwellTime = 0;
-  in.trackSiteVisit(in.appReferrer);
+  in.identity.rotateSessionToken();
+  in.siteVisit.trackSiteVisit(in.appReferrer);
   in.engagement.resetEngagementMetrics();
   // The new view counts as an engagement event, so its first ping reports reading or writing.
   registeredUserEngagementEvent();

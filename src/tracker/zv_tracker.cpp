@@ -8,8 +8,11 @@
 namespace zelvo {
 
 ZVTracker::Internal::Internal(ZVTracker& owner, std::shared_ptr<Platform> p)
-    : self(owner), platform(std::move(p)), gate(std::make_shared<LogGate>(platform->logSink())), engagement(*platform, monitor),
-      measurement(platform->screen()) {}
+    : self(owner), platform(std::move(p)), gate(std::make_shared<LogGate>(platform->logSink())), schedule(platform->mainRunLoop(), [this] { dwellTick(); }),
+      engagement(*platform, monitor),
+      measurement(platform->screen()),
+      identity(*platform, *gate),
+      siteVisit(*platform, *gate) {}
 
 std::shared_ptr<ZVTracker> ZVTracker::create(std::shared_ptr<Platform> platform) {
   std::shared_ptr<ZVTracker> tracker(new ZVTracker(std::move(platform)));
@@ -23,15 +26,12 @@ ZVTracker::ZVTracker(std::shared_ptr<Platform> platform)
 ZVTracker::~ZVTracker() {
   Internal& in = *internal_;
   in.platform->notificationCenter().removeObserver(this);
-  // The run loop holds the heartbeat's callback until it is invalidated.
-  if (in.dwellTimer) in.dwellTimer->invalidate();
+  in.schedule.invalidateHeartbeat();
 }
 
 void ZVTracker::Internal::init() {
   reachability = ZVReachability::reachabilityForInternetConnection(*platform);
-  active = true;
-  sendingPings = false;
-  updateUserReturnFrequency();
+  identity.updateUserReturnFrequency();
   engagement.loadEngagementWindow();
 
   NotificationCenter& center = platform->notificationCenter();
@@ -76,12 +76,13 @@ void ZVTracker::setUsePong(bool usePong) {
 
 // Deliberately the session token: a host that sets a user token replaces the current session
 // token until the next view rotates it, while the persistent user token stays.
-void ZVTracker::setUserToken(std::optional<std::string> token) { internal_->sessionToken = std::move(token); }
+void ZVTracker::setUserToken(std::optional<std::string> token) { internal_->identity.setSessionToken(std::move(token)); }
 
 void ZVTracker::registeredUserEngagementEvent() { internal_->engagement.registeredUserEngagementEvent(); }
 void ZVTracker::userEngaged(bool typing) { internal_->engagement.userEngaged(typing); }
 
-void ZVTracker::active(bool isActive) { internal_->active = isActive; }
+void ZVTracker::active(bool isActive) { internal_->schedule.active(isActive); }
+void ZVTracker::updateUserReturnFrequency() { internal_->identity.updateUserReturnFrequency(); }
 void ZVTracker::setDebugMode(bool debugMode) { internal_->gate->setDebugMode(debugMode); }
 void ZVTracker::setLogLevel(uint64_t logLevel) { internal_->gate->setLogLevel(logLevel); }
 void ZVTracker::setStatus(uint64_t status) { internal_->status = status; }
@@ -101,7 +102,9 @@ void ZVTracker::setSuffix(std::optional<std::string> suffix) { internal_->suffix
 void ZVTracker::setView(std::shared_ptr<View> view) { internal_->view = std::move(view); }
 void ZVTracker::setViewId(std::optional<std::string> viewId) { internal_->viewId = std::move(viewId); }
 void ZVTracker::setTitle(std::optional<std::string> title) { internal_->title = std::move(title); }
-void ZVTracker::setPreviousSessionToken(std::optional<std::string> token) { internal_->previousSessionToken = std::move(token); }
+void ZVTracker::setPreviousSessionToken(std::optional<std::string> token) {
+  internal_->identity.setPreviousSessionToken(std::move(token));
+}
 void ZVTracker::setUserAgent(std::optional<std::string> userAgent) { internal_->userAgent = std::move(userAgent); }
 void ZVTracker::setExtraParams(std::optional<Value> extraParams) { internal_->extraParams = std::move(extraParams); }
 void ZVTracker::setFirstPing(bool firstPing) { internal_->firstPing = firstPing; }
@@ -121,9 +124,9 @@ const std::optional<std::string>& ZVTracker::title() const { return internal_->t
 const ZVTracker::StringList& ZVTracker::sections() const { return internal_->sections; }
 const ZVTracker::StringList& ZVTracker::authors() const { return internal_->authors; }
 const ZVTracker::StringList& ZVTracker::zones() const { return internal_->zones; }
-const std::optional<std::string>& ZVTracker::userToken() const { return internal_->userToken; }
-const std::optional<std::string>& ZVTracker::sessionToken() const { return internal_->sessionToken; }
-const std::optional<std::string>& ZVTracker::previousSessionToken() const { return internal_->previousSessionToken; }
+const std::optional<std::string>& ZVTracker::userToken() const { return internal_->identity.userToken(); }
+const std::optional<std::string>& ZVTracker::sessionToken() const { return internal_->identity.sessionToken(); }
+const std::optional<std::string>& ZVTracker::previousSessionToken() const { return internal_->identity.previousSessionToken(); }
 const std::optional<std::string>& ZVTracker::appReferrer() const { return internal_->appReferrer; }
 const std::optional<std::string>& ZVTracker::domain() const { return internal_->domain; }
 const std::optional<std::string>& ZVTracker::subDomain() const { return internal_->subDomain; }

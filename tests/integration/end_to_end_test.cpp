@@ -259,11 +259,11 @@ TEST_F(EndToEndTest, ResignAndBecomeActivePauseAndResumeTheHeartbeat) {
   app->trackView(article_, "/story", "Story");
   const Query first = pingQuery(0);
 
-  std::shared_ptr<Timer> heartbeat = app->onMain([&] { return app->tracker().internal().dwellTimer; });
+  std::shared_ptr<Timer> heartbeat = app->onMain([&] { return app->tracker().internal().schedule.dwellTimer(); });
   ASSERT_TRUE(heartbeat);
   postApplicationEvent(app->platform(), ApplicationEvent::kWillResignActive);
   EXPECT_FALSE(heartbeat->isValid());
-  EXPECT_FALSE(app->onMain([&] { return app->tracker().internal().dwellTimer != nullptr; }));
+  EXPECT_FALSE(app->onMain([&] { return app->tracker().internal().schedule.dwellTimer() != nullptr; }));
   EXPECT_EQ(app->onMain([&] { return app->tracker().status(); }), 2u);
 
   postApplicationEvent(app->platform(), ApplicationEvent::kDidBecomeActive);
@@ -271,8 +271,8 @@ TEST_F(EndToEndTest, ResignAndBecomeActivePauseAndResumeTheHeartbeat) {
     // The next ping is due 15 heartbeats after the last one; counting all but one of them
     // here lets the next firing, within a second, show that the resumed heartbeat pings
     // without the test waiting 15 s of real time.
-    app->tracker().internal().lastInterval = 14;
-    return app->tracker().internal().dwellTimer;
+    app->tracker().internal().schedule.setLastIntervalForTesting(14);
+    return app->tracker().internal().schedule.dwellTimer();
   });
   ASSERT_TRUE(resumed);
   EXPECT_NE(resumed, heartbeat);
