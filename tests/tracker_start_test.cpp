@@ -77,14 +77,11 @@ TEST_F(TrackerTest, SetupStoresTheDomainAndStartsWithThePlatformIdentifier) {
   EXPECT_EQ(tracker->status(), 2u);
 }
 
-TEST_F(TrackerTest, InitRecordsTheOpeningAndReadsTheStoredWindow) {
+TEST_F(TrackerTest, InitRecordsTheOpening) {
   EXPECT_EQ(in().identity.userReturnFrequencyHex(), "00001");
   EXPECT_TRUE(in().schedule.active());
   EXPECT_FALSE(in().schedule.sendingPings());
   EXPECT_EQ(tracker->status(), 0u);
-  platform->memoryStore().set(kZVEngagementWindowKey, Value(7.9));
-  restart();
-  EXPECT_EQ(in().engagement.engagementWindow(), 7u);
 }
 
 TEST_F(TrackerTest, TheHookIsInstalledOncePerApplication) {
