@@ -15,6 +15,7 @@ namespace zelvo {
 //   standard lines: debug mode on and level 0 (the default level);
 //   error lines:    debug mode on and level at most 3;
 //   the initialization-time line: debug mode on and level 0 or 1.
+// They reach the sink as kDebug, kError and kInfo lines.
 // Lines are built only when their gate is open, so a closed gate costs two atomic loads.
 // Thread: any.
 class LogGate {
@@ -34,15 +35,15 @@ class LogGate {
   // `makeLine` returns the whole line, "[ZV]:" prefix included.
   template <typename MakeLine>
   void standard(MakeLine&& makeLine) const {
-    if (standardOpen()) sink_.write(makeLine());
+    if (standardOpen()) sink_.write(LogSeverity::kDebug, makeLine());
   }
   template <typename MakeLine>
   void error(MakeLine&& makeLine) const {
-    if (errorOpen()) sink_.write(makeLine());
+    if (errorOpen()) sink_.write(LogSeverity::kError, makeLine());
   }
   template <typename MakeLine>
   void initializationTime(MakeLine&& makeLine) const {
-    if (initializationTimeOpen()) sink_.write(makeLine());
+    if (initializationTimeOpen()) sink_.write(LogSeverity::kInfo, makeLine());
   }
 
  private:

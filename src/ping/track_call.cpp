@@ -106,10 +106,14 @@ void ZVPing::trackAccountID(const TrackArguments& arguments) {
     }
   }
   if (lockOut == LockOut::kHolds) {
+    status_->record({ZVPingOutcome::Kind::kSkippedLockedOut, {}, 0, {}});
     gate_->standard([] { return std::string("[ZV]:Lock out mode, not sending pings"); });
     return;
   }
-  if (lockOut == LockOut::kCleared) gate_->standard([] { return std::string("[ZV]:Clearing lock out"); });
+  if (lockOut == LockOut::kCleared) {
+    status_->setLockOutEnd(std::nullopt);
+    gate_->standard([] { return std::string("[ZV]:Clearing lock out"); });
+  }
 
   PingParameters parameters = buildParameters(arguments, full, referrerSent, gate_.get());
   sendPing(std::move(parameters), orEmpty(arguments.userAgent), 1);

@@ -16,15 +16,32 @@ Value urlInfo(const std::string& url) {
   return Value(Value::Dictionary{{kZVDidSendPingRequestNotificationURLKey, Value(url)}});
 }
 
+ZVPingOutcome::Kind outcomeOf(HttpError::Kind kind) {
+  switch (kind) {
+    case HttpError::Kind::kConnection: return ZVPingOutcome::Kind::kConnectionFailed;
+    case HttpError::Kind::kTls: return ZVPingOutcome::Kind::kTlsFailed;
+    case HttpError::Kind::kTimeout: return ZVPingOutcome::Kind::kTimedOut;
+    case HttpError::Kind::kOther: break;
+  }
+  return ZVPingOutcome::Kind::kFailed;
+}
+
+std::string answered(int statusCode) { return "answered " + std::to_string(statusCode); }
+
 }  // namespace
 
-ZVPing::ZVPing(std::shared_ptr<Platform> platform, std::shared_ptr<const LogGate> gate)
-    : platform_(std::move(platform)), gate_(std::move(gate)) {}
+
+ZVPing::ZVPing(std::shared_ptr<Platform> platform, std::shared_ptr<const LogGate> gate,
+               std::shared_ptr<PingStatus> status)
+    : platform_(std::move(platform)),
+      gate_(std::move(gate)),
+      status_(status ? std::move(status) : std::make_shared<PingStatus>(platform_->mainRunLoop())) {}
 
 void ZVPing::sendPing(PingParameters params, std::string userAgent, int numRetry) {
   std::string url = getPingUrl(params);
   if (!isValidPingUrl(url)) {
     gate_->error([&] { return "[ZV]:Dropping ping, its URL is not valid: " + url; });
+    status_->record({ZVPingOutcome::Kind::kFailed, url, 0, "not sent: the URL is not a valid https URL"});
     return;
   }
   {
@@ -37,6 +54,7 @@ void ZVPing::sendPing(PingParameters params, std::string userAgent, int numRetry
   request.headers.emplace_back("User-Agent", userAgent);
   request.timeoutSeconds = kPingTimeoutSeconds;
   request.ignoreCaches = true;
+  status_->countAttempt();
   platform_->httpClient().startGet(std::move(request), [weak = weak_from_this()](const HttpResult& result) {
     std::shared_ptr<ZVPing> self = weak.lock();
     if (!self) return;  // replaced by a newer start: its answers no longer matter
@@ -69,6 +87,7 @@ void ZVPing::rememberRequest(std::string url, RequestRecord record) {
 void ZVPing::handlePingRequestResponse(const HttpResponse& response) {
   switch (response.statusCode) {
     case 200:
+      status_->record({ZVPingOutcome::Kind::kDelivered, response.url, 200, {}});
       if (!response.url.empty()) {
         Value info = urlInfo(response.url);
         platform_->notificationCenter().post(kZVDidSendPingRequestNotification, nullptr, &info);
@@ -76,6 +95,8 @@ void ZVPing::handlePingRequestResponse(const HttpResponse& response) {
       return;
     case 202:  // accepted is not delivered: send again, like a server error
     case 500:
+      status_->record({ZVPingOutcome::Kind::kResent, response.url, response.statusCode,
+                       answered(response.statusCode) + ", sending again"});
       retry(response.url);
       return;
     case 503: {
@@ -84,6 +105,9 @@ void ZVPing::handlePingRequestResponse(const HttpResponse& response) {
         std::lock_guard lock(mutex_);
         lockOutEnd_ = end;
       }
+      status_->setLockOutEnd(end);
+      status_->record({ZVPingOutcome::Kind::kOverCapacity, response.url, 503,
+                       answered(503) + ": over capacity, no pings until " + describeDate(end)});
       gate_->error([&] { return "[ZV]:Site over capacity, lock out until: " + describeDate(end); });
       return;
     }
@@ -92,6 +116,8 @@ void ZVPing::handlePingRequestResponse(const HttpResponse& response) {
         std::lock_guard lock(mutex_);
         lastWasError_ = true;
       }
+      status_->record({ZVPingOutcome::Kind::kRejected, response.url, response.statusCode,
+                       answered(response.statusCode)});
       gate_->error([&] {
         return formatPosix("[ZV]:Got non-200 response code: %ld (", static_cast<long>(response.statusCode)) +
                response.url + ")";
@@ -107,6 +133,7 @@ void ZVPing::retry(const std::string& url) {
 }
 
 void ZVPing::handlePingRequestError(const HttpError& error) {
+  status_->record({outcomeOf(error.kind), error.failingUrl, 0, error.description});
   gate_->error([&] { return "[ZV]:Ping Error: " + error.description + " (" + error.failingUrl + ")"; });
 }
 

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "common/log_gate.h"
+#include "ping/ping_status.h"
 #include "zelvo/location.h"
 #include "zelvo/platform/platform.h"
 #include "zelvo/value.h"
@@ -97,7 +98,10 @@ class ZVPing : public std::enable_shared_from_this<ZVPing> {
   // At most this many request records are kept (the newest ones).
   static constexpr std::size_t kMaxPreviousRequests = 64;
 
-  ZVPing(std::shared_ptr<Platform> platform, std::shared_ptr<const LogGate> gate);
+  // `status` counts the outcomes; the tracker passes one for all its starts. Without it the
+  // object counts on its own.
+  ZVPing(std::shared_ptr<Platform> platform, std::shared_ptr<const LogGate> gate,
+         std::shared_ptr<PingStatus> status = nullptr);
 
   // The track call: lock-out test, parameters, send.
   void trackAccountID(const TrackArguments& arguments);
@@ -132,6 +136,8 @@ class ZVPing : public std::enable_shared_from_this<ZVPing> {
   bool usePong() const;
   void setUsePong(bool use);
 
+  PingStatus& status() const { return *status_; }
+
   // State, for tests and tools.
   bool lastWasError() const;
   std::optional<double> lockOutEnd() const;
@@ -157,6 +163,7 @@ class ZVPing : public std::enable_shared_from_this<ZVPing> {
 
   std::shared_ptr<Platform> platform_;
   std::shared_ptr<const LogGate> gate_;
+  const std::shared_ptr<PingStatus> status_;
   // Guards every field below against the HTTP client's completion thread. A leaf lock: it is
   // never held while calling the HTTP client, posting a notification or logging.
   mutable std::mutex mutex_;

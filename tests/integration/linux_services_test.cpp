@@ -147,8 +147,8 @@ bool stampedAs(std::string_view line, std::string_view rest) {
 TEST(StderrLogSinkTest, WritesStampedWholeLines) {
   StderrLogSink sink;
   const std::string text = captureStderr([&] {
-    sink.write("[ZV]: first");
-    sink.write("[ZV]: second with \xC3\xA9");
+    sink.write(zelvo::LogSeverity::kInfo, "[ZV]: first");
+    sink.write(zelvo::LogSeverity::kError, "[ZV]: second with \xC3\xA9");
   });
   const std::string source = std::string(program_invocation_short_name) + "[" + std::to_string(getpid()) + ":" +
                              std::to_string(syscall(SYS_gettid)) + "] ";

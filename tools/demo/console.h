@@ -26,7 +26,7 @@ class Console {
 class ConsoleLogSink : public LogSink {
  public:
   explicit ConsoleLogSink(Console& console) : console_(console) {}
-  void write(std::string_view line) override { console_.line("         library   " + std::string(line)); }
+  void write(LogSeverity /*severity*/, std::string_view line) override { console_.line("         library   " + std::string(line)); }
 
  private:
   Console& console_;

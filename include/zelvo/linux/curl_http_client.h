@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <cstddef>
 #include <memory>
 #include <optional>
@@ -26,6 +27,20 @@ struct CurlHttpClientOptions {
   // Where the client reports its own faults (not the outcome of requests, which go to the
   // caller). Not owned; must outlive the client. May be null.
   LogSink* log = nullptr;
+  // A base URL "https://host[:port][/prefix]" that takes the place of the library's ping, pong
+  // and configuration hosts: "https://ping.<library host>/ping?..." goes to
+  // "<endpoint>/ping?...", the configuration to "<endpoint>/data/config.json". Other URLs go
+  // where they say. A malformed endpoint fails every request (see configurationError()).
+  std::optional<std::string> endpoint = std::nullopt;
+  // curl's proxy (CURLOPT_PROXY), e.g. "http://proxy:3128" or "socks5h://127.0.0.1:1080".
+  // When not given, curl's usual environment variables (https_proxy, no_proxy) apply; the
+  // empty string uses no proxy at all, whatever the environment says.
+  std::optional<std::string> proxy = std::nullopt;
+  // Limits of each request: the whole request (CURLOPT_TIMEOUT_MS), in place of the one the
+  // library asks for (5 seconds for a ping, 60 for the configuration), and the connection
+  // phase alone (CURLOPT_CONNECTTIMEOUT_MS; curl's default is 300 seconds).
+  std::optional<std::chrono::milliseconds> requestTimeout = std::nullopt;
+  std::optional<std::chrono::milliseconds> connectTimeout = std::nullopt;
 };
 
 // HTTPS-only client on libcurl. TLS peer and host verification are always on; redirects
@@ -53,10 +68,15 @@ class CurlHttpClient : public HttpClient {
   // Blocks the calling thread (any but the main thread) for up to 60 seconds.
   std::optional<std::string> fetch(const std::string& url) override;
 
+  // Why the options cannot be used (a malformed endpoint), or nothing. Such a client sends
+  // nothing: every request fails with this text. Thread: any.
+  const std::optional<std::string>& configurationError() const { return configurationError_; }
+
  private:
   void log(const std::string& line) const;
 
   Options options_;
+  std::optional<std::string> configurationError_;
   std::shared_ptr<CurlWorker> worker_;
   std::thread thread_;
 };

@@ -19,13 +19,39 @@
 
 namespace zelvo::linux_platform {
 
+// Where the library learns whether the network is up. While it is down the heartbeat
+// sends no ping (and counts the skip in the tracker's status).
+enum class ReachabilityChoice {
+  kSystem,           // the kernel's routes, through rtnetlink (a default route is needed)
+  kAlwaysReachable,  // never asks; every ping is tried
+  kHost,             // the host's own source, LinuxPlatformOptions::reachabilitySource
+};
+
 struct LinuxPlatformOptions {
   // The store's file; by default zelvo.sqlite in the XDG data directory of the application.
   std::optional<std::string> storePath;
-  // A CA bundle to trust instead of the system's, and curl-style "HOST:PORT:ADDR:PORT"
-  // mappings: how the demo and tests reach a local collector under the real host name.
+  // Where pings and the configuration go: a base URL "https://host[:port][/prefix]" in place
+  // of the library's own hosts ("<endpoint>/ping?...", "<endpoint>/data/config.json").
+  // A malformed endpoint makes the platform send nothing at all, logged at error severity
+  // and readable from configurationError(); it never falls back to the library's hosts.
+  std::optional<std::string> endpoint;
+  // A CA bundle to trust instead of the system's (for a collector with a certificate of its
+  // own), and curl-style "HOST:PORT:ADDR:PORT" mappings for special cases.
   std::optional<std::string> caFile;
   std::vector<std::string> connectTo;
+  // curl's proxy ("http://proxy:3128", "socks5h://..."); not given: curl's environment
+  // variables apply; "": no proxy whatever the environment says.
+  std::optional<std::string> proxy;
+  // Limits of each HTTPS request: the whole request (instead of the library's 5 seconds for a
+  // ping and 60 for the configuration) and the connection phase (curl's default: 300 s).
+  std::optional<std::chrono::milliseconds> requestTimeout;
+  std::optional<std::chrono::milliseconds> connectTimeout;
+  // The reachability source; kSystem counts an endpoint on a loopback address (127.0.0.0/8,
+  // [::1], localhost) as always reachable, since no route is needed to reach it.
+  ReachabilityChoice reachability = ReachabilityChoice::kSystem;
+  // With kHost: the source to use (kept alive by the platform). Missing, the system's is used
+  // and an error is logged.
+  std::shared_ptr<ReachabilitySource> reachabilitySource;
   // Where log lines go; standard error when not given.
   std::shared_ptr<LogSink> logSink;
   std::optional<std::string> modelName;
@@ -65,11 +91,17 @@ class LinuxPlatform : public Platform {
   EventDispatch& eventDispatch() override { return events_; }
   LogSink& logSink() override { return *log_; }
 
+  // Why the options cannot be used as given (a malformed endpoint, kHost without a source),
+  // or nothing. Thread: any.
+  const std::optional<std::string>& configurationError() const { return configurationError_; }
+
   // The host tells the library its screen and device here.
   HostScreen& hostScreen() { return screen_; }
   LinuxDeviceInfo& linuxDeviceInfo() { return device_; }
 
  private:
+  void makeReachabilitySource(const Options& options);
+
   // Declared in the order of construction; destruction runs backwards, so the threads that
   // call into the other services (reachability, HTTP, store, executor, loop) stop first.
   std::shared_ptr<LogSink> log_;
@@ -84,7 +116,8 @@ class LinuxPlatform : public Platform {
   ThreadExecutor executor_;
   std::unique_ptr<SqliteStore> store_;
   std::unique_ptr<CurlHttpClient> http_;
-  std::unique_ptr<NetlinkReachabilitySource> reachability_;
+  std::shared_ptr<ReachabilitySource> reachability_;
+  std::optional<std::string> configurationError_;
 };
 
 }  // namespace zelvo::linux_platform

@@ -34,7 +34,7 @@ namespace zelvo::linux_platform {
 // Reachable while 192.0.2.1 or 2001:db8::1 is routed, the link-local network is
 // Reachable | IsDirect while the route to it leaves from a 169.254/16 address, other
 // addresses are Reachable while routed; the watcher then reads the scheduled targets again
-// every two seconds. Which way is in use is logged once.
+// every two seconds, and that fallback is logged once as a warning.
 //
 // Thread: every member is safe from any thread. The run loop and the log sink must outlive
 // the source. The destructor stops and joins the watcher thread (within the time of one

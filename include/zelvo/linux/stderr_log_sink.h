@@ -13,7 +13,7 @@ namespace zelvo::linux_platform {
 class StderrLogSink : public LogSink {
  public:
   StderrLogSink();
-  void write(std::string_view line) override;
+  void write(LogSeverity severity, std::string_view line) override;
 
  private:
   const std::string program_;

@@ -25,8 +25,16 @@ struct HttpResponse {
 
 // No HTTP answer: timeout, no connection, TLS failure, refused URL.
 struct HttpError {
+  // What went wrong, as far as the client can tell.
+  enum class Kind {
+    kConnection,  // the server or proxy could not be reached, or hung up
+    kTls,         // the TLS handshake failed: most often a certificate that is not trusted
+    kTimeout,     // no whole answer within the request's time limit
+    kOther,       // never sent (a refused URL, a client going away) or another failure
+  };
   std::string description;
   std::string failingUrl;
+  Kind kind = Kind::kOther;
 };
 
 using HttpResult = std::variant<HttpResponse, HttpError>;

@@ -237,17 +237,20 @@ class FakeScreen : public Screen {
   mutable int queries_ = 0;
 };
 
-// Keeps every line written.
+// Keeps every line written, with its severity.
 class CapturingLogSink : public LogSink {
  public:
-  void write(std::string_view line) override;
+  void write(LogSeverity severity, std::string_view line) override;
   std::vector<std::string> lines() const;
+  // The lines written at `severity`.
+  std::vector<std::string> lines(LogSeverity severity) const;
   std::size_t count(std::string_view line) const;
   void clear();
 
  private:
   mutable std::mutex mutex_;
   std::vector<std::string> lines_;
+  std::vector<LogSeverity> severities_;
 };
 
 // All of the above, as one platform. Starts at `start` seconds since 2001 on the calling

@@ -6,6 +6,7 @@
 
 #include "platform/linux/curl_global.h"
 #include "platform/linux/curl_transfer.h"
+#include "platform/linux/endpoint.h"
 #include "platform/linux/curl_worker.h"
 
 namespace zelvo::linux_platform {
@@ -20,7 +21,11 @@ constexpr double kFetchTimeoutSeconds = 60.0;
 }  // namespace
 
 CurlHttpClient::CurlHttpClient(Options options)
-    : options_(std::move(options)), worker_(std::make_shared<CurlWorker>(options_)) {
+    : options_(std::move(options)),
+      configurationError_(options_.endpoint ? Endpoint::check(*options_.endpoint) : std::nullopt),
+      worker_(std::make_shared<CurlWorker>(options_)) {
+  // Said whatever the log gate: nothing will reach the host's collector until it is fixed.
+  if (configurationError_) log("[ZV]:HTTP client sends nothing: " + *configurationError_);
   if (!ensureCurlGlobalInit()) {
     log("[ZV]:HTTP client cannot start: curl init failed");
     worker_->abandon();
@@ -54,7 +59,7 @@ void CurlHttpClient::startGet(HttpRequest request, HttpCompletion done) {
 }
 
 void CurlHttpClient::log(const std::string& line) const {
-  if (options_.log != nullptr) options_.log->write(line);
+  if (options_.log != nullptr) options_.log->write(LogSeverity::kError, line);
 }
 
 std::optional<std::string> CurlHttpClient::fetch(const std::string& url) {

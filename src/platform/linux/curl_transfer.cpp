@@ -1,7 +1,11 @@
 #include "platform/linux/curl_transfer.h"
 
+#include <algorithm>
 #include <cmath>
 #include <string_view>
+#include <variant>
+
+#include "platform/linux/endpoint.h"
 
 namespace zelvo::linux_platform {
 namespace {
@@ -21,6 +25,33 @@ long timeoutMillis(double seconds) {
   return static_cast<long>(std::llround(std::fmin(millis, kMax)));
 }
 
+HttpError::Kind kindOf(CURLcode code) {
+  switch (code) {
+    case CURLE_OPERATION_TIMEDOUT:
+      return HttpError::Kind::kTimeout;
+    case CURLE_COULDNT_RESOLVE_PROXY:
+    case CURLE_COULDNT_RESOLVE_HOST:
+    case CURLE_COULDNT_CONNECT:
+    case CURLE_SEND_ERROR:
+    case CURLE_RECV_ERROR:
+    case CURLE_GOT_NOTHING:
+    case CURLE_PROXY:
+      return HttpError::Kind::kConnection;
+    case CURLE_SSL_CONNECT_ERROR:
+    case CURLE_PEER_FAILED_VERIFICATION:
+    case CURLE_SSL_CERTPROBLEM:
+    case CURLE_SSL_CIPHER:
+    case CURLE_SSL_CACERT_BADFILE:
+    case CURLE_SSL_ISSUER_ERROR:
+    case CURLE_SSL_PINNEDPUBKEYNOTMATCH:
+    case CURLE_SSL_INVALIDCERTSTATUS:
+    case CURLE_SSL_CRL_BADFILE:
+      return HttpError::Kind::kTls;
+    default:
+      return HttpError::Kind::kOther;
+  }
+}
+
 }  // namespace
 
 CurlTransfer::CurlTransfer(const CurlHttpClientOptions& options, const HttpRequest& request,
@@ -30,13 +61,25 @@ CurlTransfer::CurlTransfer(const CurlHttpClientOptions& options, const HttpReque
     setupError_ = HttpError{"malformed URL", url_};
     return;
   }
+  // Moved onto the host's endpoint here, at the last moment: answers and errors still name
+  // the URL the library asked for, which is how it finds the request an answer belongs to.
+  std::string target = url_;
+  if (options.endpoint) {
+    auto endpoint = Endpoint::parse(*options.endpoint);
+    if (const auto* why = std::get_if<std::string>(&endpoint)) {
+      setupError_ = HttpError{"not sent: " + *why, url_};
+      return;
+    }
+    target = std::get<Endpoint>(endpoint).map(url_);
+    moved_ = target != url_;
+  }
   easy_ = curl_easy_init();
   if (easy_ == nullptr) {
     setupError_ = HttpError{"cannot create a curl handle", url_};
     return;
   }
   set(CURLOPT_ERRORBUFFER, errorBuffer_);
-  set(CURLOPT_URL, url_.c_str());
+  set(CURLOPT_URL, target.c_str());
   set(CURLOPT_PROTOCOLS_STR, "https");
   set(CURLOPT_REDIR_PROTOCOLS_STR, "https");
   set(CURLOPT_FOLLOWLOCATION, 0L);
@@ -46,7 +89,15 @@ CurlTransfer::CurlTransfer(const CurlHttpClientOptions& options, const HttpReque
   set(CURLOPT_NOSIGNAL, 1L);
   // Aborting a transfer whose name is still being resolved must not wait for the resolver.
   set(CURLOPT_QUICK_EXIT, 1L);
-  set(CURLOPT_TIMEOUT_MS, timeoutMillis(request.timeoutSeconds));
+  if (options.requestTimeout) {
+    set(CURLOPT_TIMEOUT_MS, static_cast<long>(std::max<long long>(1, options.requestTimeout->count())));
+  } else {
+    set(CURLOPT_TIMEOUT_MS, timeoutMillis(request.timeoutSeconds));
+  }
+  if (options.connectTimeout) {
+    set(CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(std::max<long long>(1, options.connectTimeout->count())));
+  }
+  if (options.proxy) set(CURLOPT_PROXY, options.proxy->c_str());
   set(CURLOPT_WRITEFUNCTION, &CurlTransfer::write);
   set(CURLOPT_WRITEDATA, static_cast<void*>(this));
   if (options.caFile) {
@@ -104,13 +155,14 @@ HttpResult CurlTransfer::result(CURLcode code) const {
   char* effectiveUrl = nullptr;
   curl_easy_getinfo(easy_, CURLINFO_RESPONSE_CODE, &status);
   curl_easy_getinfo(easy_, CURLINFO_EFFECTIVE_URL, &effectiveUrl);
-  return HttpResponse{static_cast<int>(status), effectiveUrl != nullptr ? effectiveUrl : url_};
+  if (moved_ || effectiveUrl == nullptr) return HttpResponse{static_cast<int>(status), url_};
+  return HttpResponse{static_cast<int>(status), effectiveUrl};
 }
 
 HttpError CurlTransfer::error(CURLcode code) const {
   std::string description = "curl error " + std::to_string(code) + ": " + curl_easy_strerror(code);
   if (errorBuffer_[0] != '\0') description += std::string(" (") + errorBuffer_ + ")";
-  return HttpError{std::move(description), url_};
+  return HttpError{std::move(description), url_, kindOf(code)};
 }
 
 size_t CurlTransfer::write(char* data, size_t size, size_t count, void* self) {

@@ -38,7 +38,8 @@ class CurlTransfer {
   HttpError error(CURLcode code) const;
   static size_t write(char* data, size_t size, size_t count, void* self);
 
-  std::string url_;
+  std::string url_;  // as the library asked for it
+  bool moved_ = false;  // sent to the host's endpoint instead
   Body keep_;
   std::size_t maxBodyBytes_;
   std::string body_;

@@ -145,7 +145,7 @@ void CurlWorker::complete(const HttpCompletion& done, const HttpResult& result) 
 }
 
 void CurlWorker::log(const std::string& line) const {
-  if (options_.log != nullptr) options_.log->write(line);
+  if (options_.log != nullptr) options_.log->write(LogSeverity::kError, line);
 }
 
 }  // namespace zelvo::linux_platform

@@ -1,6 +1,10 @@
 #include "zelvo/linux/linux_platform.h"
 
+#include <variant>
+
+#include "platform/linux/endpoint.h"
 #include "tracker/default_platform.h"
+#include "zelvo/linux/always_reachable_source.h"
 #include "zelvo/linux/stderr_log_sink.h"
 #include "zelvo/linux/thread_run_loop.h"
 
@@ -17,11 +21,45 @@ LinuxPlatform::LinuxPlatform(Options options)
   }
   store_ = std::make_unique<SqliteStore>(*log_, storePath, options.storeWriteDelay);
   CurlHttpClient::Options http;
+  http.endpoint = options.endpoint;
   http.caFile = std::move(options.caFile);
   http.connectTo = std::move(options.connectTo);
+  http.proxy = std::move(options.proxy);
+  http.requestTimeout = options.requestTimeout;
+  http.connectTimeout = options.connectTimeout;
   http.log = log_.get();
   http_ = std::make_unique<CurlHttpClient>(std::move(http));
-  reachability_ = std::make_unique<NetlinkReachabilitySource>(*runLoop_, *log_);
+  configurationError_ = http_->configurationError();
+  makeReachabilitySource(options);
+}
+
+void LinuxPlatform::makeReachabilitySource(const Options& options) {
+  ReachabilityChoice choice = options.reachability;
+  if (choice == ReachabilityChoice::kHost && !options.reachabilitySource) {
+    const std::string why = "reachability kHost was chosen without a reachabilitySource; using the system's";
+    log_->write(LogSeverity::kError, "[ZV]:" + why);
+    if (!configurationError_) configurationError_ = why;
+    choice = ReachabilityChoice::kSystem;
+  }
+  if (choice == ReachabilityChoice::kSystem && options.endpoint && !configurationError_) {
+    // A server on this machine needs no route: asking the routing table would hold every ping
+    // back on a machine without a default route.
+    auto endpoint = Endpoint::parse(*options.endpoint);
+    if (const auto* parsed = std::get_if<Endpoint>(&endpoint); parsed != nullptr && parsed->isLoopback()) {
+      choice = ReachabilityChoice::kAlwaysReachable;
+    }
+  }
+  switch (choice) {
+    case ReachabilityChoice::kHost:
+      reachability_ = options.reachabilitySource;
+      break;
+    case ReachabilityChoice::kAlwaysReachable:
+      reachability_ = std::make_shared<AlwaysReachableSource>();
+      break;
+    case ReachabilityChoice::kSystem:
+      reachability_ = std::make_shared<NetlinkReachabilitySource>(*runLoop_, *log_);
+      break;
+  }
 }
 
 LinuxPlatform::~LinuxPlatform() {

@@ -78,7 +78,8 @@ void NetlinkReachabilitySource::Impl::watchForChanges() {
     if (ready < 0 && errno == EINTR) continue;
     if (ready < 0 || fds[0].revents != 0) return;  // stopping (or poll itself failed)
     if (count == 2 && fds[1].revents != 0 && !drain(netlinkSocket)) {
-      log.write("[ZV]:Reachability: the netlink socket failed; reading the network every 2 seconds instead");
+      log.write(LogSeverity::kWarning,
+                "[ZV]:Reachability: the netlink socket failed; reading the network every 2 seconds instead");
       ::close(netlinkSocket);
       netlinkSocket = -1;
     }
@@ -96,16 +97,18 @@ std::unique_ptr<NetlinkReachabilitySource> NetlinkReachabilitySource::withNetlin
 
 NetlinkReachabilitySource::NetlinkReachabilitySource(RunLoop& mainLoop, LogSink& log, int netlinkSocket)
     : impl_(std::make_unique<Impl>(mainLoop, log, netlinkSocket)) {
-  log.write(netlinkSocket >= 0 ? "[ZV]:Reachability: reading the network through rtnetlink"
-                               : "[ZV]:Reachability: netlink is not available; reading the network "
-                                 "through UDP route lookups");
+  // The usual way goes unsaid: a host with logging off hears from us only about faults.
+  if (netlinkSocket < 0) {
+    log.write(LogSeverity::kWarning,
+              "[ZV]:Reachability: netlink is not available; reading the network through UDP route lookups");
+  }
   impl_->wakeFd = ::eventfd(0, EFD_CLOEXEC);
   try {
     if (impl_->wakeFd >= 0) impl_->watcher = std::thread([impl = impl_.get()] { impl->watchForChanges(); });
   } catch (const std::system_error&) {
   }
   if (!impl_->watcher.joinable()) {
-    log.write("[ZV]:Reachability: cannot watch the network; change notifications are off");
+    log.write(LogSeverity::kWarning, "[ZV]:Reachability: cannot watch the network; change notifications are off");
     impl_->watch->close();  // scheduling is refused from now on
   }
 }

@@ -90,7 +90,7 @@ SqliteStore::SqliteStore(LogSink& log, std::optional<std::string> path, std::chr
       impl_->writer = std::thread([impl = impl_.get()] { impl->writerLoop(); });
     } catch (const std::system_error& error) {
       // Out of threads: the values read stay, but nothing more reaches the file.
-      log.write(std::string("[ZV]: Cannot start the store's writer thread (") + error.what() +
+      log.write(LogSeverity::kWarning, std::string("[ZV]: Cannot start the store's writer thread (") + error.what() +
                 "); keeping values in memory only");
       impl_->file.reset();
     }
@@ -185,7 +185,7 @@ void SqliteStore::Impl::writerLoop() {
     flush(lock);
     if (stopping) {
       if (!pending.empty()) {
-        log.write("[ZV]: Lost " + std::to_string(pending.size()) + " unsaved value(s) of " + path +
+        log.write(LogSeverity::kError, "[ZV]: Lost " + std::to_string(pending.size()) + " unsaved value(s) of " + path +
                   " at shutdown");
       }
       return;
@@ -207,14 +207,14 @@ void SqliteStore::Impl::flush(std::unique_lock<std::mutex>& lock) {
 
   if (!error) {
     committedCount = covered;
-    if (failing) log.write("[ZV]: Saving to " + path + " works again");
+    if (failing) log.write(LogSeverity::kInfo, "[ZV]: Saving to " + path + " works again");
     failing = false;
   } else {
     // Back in the queue unless written again meanwhile, and retried after the delay.
     for (auto& [key, text] : batch) pending.try_emplace(key, std::move(text));
     lastFailedAttempt = attempt;
     flushAt = SteadyClock::now() + writeDelay;
-    if (!failing) log.write("[ZV]: Cannot save to " + path + ": " + *error + "; will retry");
+    if (!failing) log.write(LogSeverity::kWarning, "[ZV]: Cannot save to " + path + ": " + *error + "; will retry");
     failing = true;
   }
   flushed.notify_all();

@@ -13,7 +13,7 @@ namespace zelvo::linux_platform {
 
 StderrLogSink::StderrLogSink() : program_(executableName()) {}
 
-void StderrLogSink::write(std::string_view line) {
+void StderrLogSink::write(LogSeverity /*severity*/, std::string_view line) {
   timespec ts{};
   clock_gettime(CLOCK_REALTIME, &ts);
   tm local{};

@@ -103,7 +103,7 @@ std::optional<Failure> readValues(sqlite3* db, const std::string& path, LogSink&
     std::string key = columnText(select.get(), 0);
     std::optional<Value> value = Value::fromTypedJson(columnText(select.get(), 1));
     if (!value || value->isNil()) {
-      log.write("[ZV]: Skipping the unreadable stored value of \"" + key + "\" in " + path);
+      log.write(LogSeverity::kWarning, "[ZV]: Skipping the unreadable stored value of \"" + key + "\" in " + path);
       continue;
     }
     values.insert_or_assign(std::move(key), std::move(*value));
@@ -185,14 +185,14 @@ std::string timestampSuffix() {
 std::optional<std::string> moveAside(const std::string& path, LogSink& log) {
   const std::string aside = path + ".corrupt-" + timestampSuffix();
   if (rename(path.c_str(), aside.c_str()) != 0) {
-    log.write("[ZV]: Cannot move the unusable store file " + path + " aside: " + errnoText(errno));
+    log.write(LogSeverity::kWarning, "[ZV]: Cannot move the unusable store file " + path + " aside: " + errnoText(errno));
     return std::nullopt;
   }
   for (const char* suffix : {"-wal", "-shm"}) {
     const std::string from = path + suffix;
     if (rename(from.c_str(), (aside + suffix).c_str()) != 0 && errno != ENOENT && unlink(from.c_str()) != 0 &&
         errno != ENOENT) {
-      log.write("[ZV]: Cannot remove the stale " + from + ": " + errnoText(errno));
+      log.write(LogSeverity::kWarning, "[ZV]: Cannot remove the stale " + from + ": " + errnoText(errno));
       return std::nullopt;
     }
   }
@@ -203,7 +203,7 @@ std::optional<std::string> moveAside(const std::string& path, LogSink& log) {
 
 std::optional<StoreFile::Opened> StoreFile::open(const std::string& path, LogSink& log) {
   if (auto error = makeDirectories(path)) {
-    log.write("[ZV]: The store's directory is unusable (" + *error + "); keeping values in memory only");
+    log.write(LogSeverity::kWarning, "[ZV]: The store's directory is unusable (" + *error + "); keeping values in memory only");
     return std::nullopt;
   }
   for (int attempt = 0;; ++attempt) {
@@ -216,13 +216,13 @@ std::optional<StoreFile::Opened> StoreFile::open(const std::string& path, LogSin
     struct stat info {};
     const bool exists = lstat(path.c_str(), &info) == 0;
     if (attempt > 0 || !exists || !fileIsUnusable(failure->code)) {
-      log.write("[ZV]: Cannot open the store file " + path + " (" + failure->message +
+      log.write(LogSeverity::kWarning, "[ZV]: Cannot open the store file " + path + " (" + failure->message +
                 "); keeping values in memory only");
       return std::nullopt;
     }
     const std::optional<std::string> aside = moveAside(path, log);
     if (!aside) return std::nullopt;
-    log.write("[ZV]: The store file " + path + " was unusable (" + failure->message + "); moved it to " + *aside +
+    log.write(LogSeverity::kWarning, "[ZV]: The store file " + path + " was unusable (" + failure->message + "); moved it to " + *aside +
               " and starting empty");
   }
 }

@@ -41,14 +41,24 @@ int FakeScreen::queryCount() const {
   return queries_;
 }
 
-void CapturingLogSink::write(std::string_view line) {
+void CapturingLogSink::write(LogSeverity severity, std::string_view line) {
   std::lock_guard lock(mutex_);
   lines_.emplace_back(line);
+  severities_.push_back(severity);
 }
 
 std::vector<std::string> CapturingLogSink::lines() const {
   std::lock_guard lock(mutex_);
   return lines_;
+}
+
+std::vector<std::string> CapturingLogSink::lines(LogSeverity severity) const {
+  std::lock_guard lock(mutex_);
+  std::vector<std::string> matching;
+  for (std::size_t i = 0; i < lines_.size(); ++i) {
+    if (severities_[i] == severity) matching.push_back(lines_[i]);
+  }
+  return matching;
 }
 
 std::size_t CapturingLogSink::count(std::string_view line) const {
@@ -59,6 +69,7 @@ std::size_t CapturingLogSink::count(std::string_view line) const {
 void CapturingLogSink::clear() {
   std::lock_guard lock(mutex_);
   lines_.clear();
+  severities_.clear();
 }
 
 }  // namespace zelvo::testing
