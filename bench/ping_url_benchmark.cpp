@@ -1,6 +1,7 @@
 // The cost of turning one ping's values into its URL, against one snprintf that writes a URL
 // of the same text. Read the figure as the ratio of the two times of the same run.
 #include "baseline_ratio.h"
+#include "snprintf_url.h"
 
 #include <cstdio>
 #include <string>
@@ -52,28 +53,9 @@ std::string buildUrl(const ZVPing::TrackArguments& arguments, bool full) {
   return composePingUrl(kZVPingURLBase, buildParameters(arguments, full, referrerSent, nullptr));
 }
 
-constexpr const char* kRegularFormat =
-    "%sh=%s&d=%s&g=%d&j=%d&u=%s&t=%s&p=%s&c=%.2f&y=%d&o=%d&x=%d&m=%d&f=%s&R=%d&W=%d&I=%d&E=%d&e=%d&Z=%d"
-    "&sd=%lld&sr=%s&sv=%s";
-constexpr const char* kFullFormat = "&n=%d&i=%s&g0=%s,%s&g1=%s&g2=&w=%d&S=%d&lg=%f&lt=%f&V=%s&r=%s&D=%s";
-
-// The same URL as buildUrl() of typicalArguments(), written by one snprintf from values that
-// are already numbers and escaped text.
-std::string snprintfUrl(bool full) {
-  const std::string format = std::string(kRegularFormat) + (full ? kFullFormat : "") + "&_";
-  char buffer[1024];
-  int length = std::snprintf(
-      buffer, sizeof buffer, format.c_str(), kZVPingURLBase, "example.com", "news.example.com", 12345, 0,
-      "QUFFQ0F3UUZCZ2NJQ1", "QUFFQ0F3UUZCZ2NJQ1FvTERBME9Ed19f", "/news/2026/03/budget%20talks",
-      static_cast<double>(45.0f / 60.0f), 8123, 750, 2400, 3100, "0001f", 1, 0, 0, 21, 6, 1, 3LL, "",
-      "U0lURVZJU0lUVUlEVUlEVUlEVUlEVUlE", 0, "Budget%20talks%3A%20what%20changes%20%26%20when", "news",
-      "politics", "Jane%20Doe", 1334, 750, 13.404954, 52.520008, "1009", "com.example.app", "UFJFVklPVVNTRVNTSU9OVE9LRU5UT0tF");
-  return std::string(buffer, static_cast<std::size_t>(length));
-}
-
 void checkSameUrl(benchmark::State& state, bool full) {
   std::string ours = buildUrl(typicalArguments(), full);
-  if (ours != snprintfUrl(full)) state.SkipWithError(("baseline differs from " + ours).c_str());
+  if (ours != bench::snprintfUrl(full)) state.SkipWithError(("baseline differs from " + ours).c_str());
   state.counters["url_bytes"] = static_cast<double>(ours.size());
 }
 
@@ -89,7 +71,7 @@ void PingUrl(benchmark::State& state, bool full) {
 void BaselineSnprintfUrl(benchmark::State& state, bool full) {
   checkSameUrl(state, full);
   for (auto _ : state) {
-    std::string url = snprintfUrl(full);
+    std::string url = bench::snprintfUrl(full);
     benchmark::DoNotOptimize(url);
   }
 }

@@ -255,13 +255,16 @@ TEST_F(HeartbeatTest, StopTrackerFromAnotherThreadInvalidatesOnTheMainThreadToo)
 
 TEST_F(HeartbeatTest, PauseRegistrationsPileUpAndOnlyTheFirstDeliveryActs) {
   startAndTrack();
-  for (int i = 0; i < 3; ++i) {
+  NotificationCenter& center = platform->notificationCenter();
+  const std::size_t entries = center.entryCount();
+  for (int i = 0; i < 1000; ++i) {
     post(ApplicationEvent::kWillResignActive);
     post(ApplicationEvent::kDidBecomeActive);
   }
-  NotificationCenter& center = platform->notificationCenter();
-  EXPECT_EQ(center.registrationCount(tracker.get(), kApplicationWillResignActiveNotification), 4u);
-  EXPECT_EQ(center.registrationCount(tracker.get(), kApplicationWillTerminateNotification), 4u);
+  // The repeats are counted, not copied: the registry does not grow with the trips.
+  EXPECT_EQ(center.entryCount(), entries);
+  EXPECT_EQ(center.registrationCount(tracker.get(), kApplicationWillResignActiveNotification), 1001u);
+  EXPECT_EQ(center.registrationCount(tracker.get(), kApplicationWillTerminateNotification), 1001u);
   EXPECT_EQ(center.registrationCount(tracker.get(), kApplicationDidBecomeActiveNotification), 1u);
   tracker->setDebugMode(true);
   post(ApplicationEvent::kWillResignActive);

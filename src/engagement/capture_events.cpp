@@ -8,14 +8,17 @@ namespace zelvo {
 void ZVCaptureEvents::initializeEventsCapturing() { initializeEventsCapturing(*installedPlatform()); }
 
 void ZVCaptureEvents::initializeEventsCapturing(Platform& platform) {
-  platform.eventDispatch().setHook(&ZVCaptureEvents::swizzeledSendEvent, &platform.notificationCenter());
+  // Only touches count: the dispatch does not even call the hook for the other kinds.
+  platform.eventDispatch().setHook(&ZVCaptureEvents::swizzeledSendEvent, &platform.notificationCenter(),
+                                   eventTypeBit(EventType::kTouches));
 }
 
 void ZVCaptureEvents::swizzeledSendEvent(void* notificationCenter, const Event& event) {
   // The dispatch has already handed the event to the application; only touches count, and
   // there is no filter by phase: a finger going down, each move and the lift all count.
   if (event.type != EventType::kTouches) return;
-  static_cast<NotificationCenter*>(notificationCenter)->post(kTouchEventNotification);
+  static constexpr std::string_view kName = kTouchEventNotification;
+  static_cast<NotificationCenter*>(notificationCenter)->post(kName);
 }
 
 }  // namespace zelvo

@@ -67,8 +67,11 @@ void ZVPing::sendPing(PingParameters params, std::string userAgent, int numRetry
 
   gate_->standard([&] { return "[ZV]:userAgent: " + userAgent; });
   gate_->standard([&] { return "[ZV]:Pinging URL: " + url; });
-  Value info = urlInfo(url);
-  platform_->notificationCenter().post(kZVWillSendPingRequestNotification, nullptr, &info);
+  NotificationCenter& center = platform_->notificationCenter();
+  if (center.hasObserver(kZVWillSendPingRequestNotification)) {
+    Value info = urlInfo(url);
+    center.post(kZVWillSendPingRequestNotification, nullptr, &info);
+  }
 }
 
 ZVPing::StoredRequests::const_iterator ZVPing::findRequest(const std::string& url, std::size_t urlHash) const {
@@ -88,7 +91,7 @@ void ZVPing::handlePingRequestResponse(const HttpResponse& response) {
   switch (response.statusCode) {
     case 200:
       status_->record({ZVPingOutcome::Kind::kDelivered, response.url, 200, {}});
-      if (!response.url.empty()) {
+      if (!response.url.empty() && platform_->notificationCenter().hasObserver(kZVDidSendPingRequestNotification)) {
         Value info = urlInfo(response.url);
         platform_->notificationCenter().post(kZVDidSendPingRequestNotification, nullptr, &info);
       }

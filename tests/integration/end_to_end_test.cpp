@@ -6,6 +6,7 @@
 #include <chrono>
 #include <filesystem>
 #include <fstream>
+#include <future>
 #include <initializer_list>
 #include <map>
 #include <memory>
@@ -21,6 +22,7 @@
 #include "tracker/tracker_internal.h"
 #include "zelvo/application_events.h"
 #include "zelvo/constants.h"
+#include "zelvo/linux/external_run_loop.h"
 #include "zelvo/linux/linux_platform.h"
 #include "zelvo/testing/testing_platform.h"
 #include "zelvo/zv_reachability.h"
@@ -218,6 +220,46 @@ TEST_F(EndToEndTest, FirstPingOfAViewLeavesAtOnceWithUserAgentAndFullQuery) {
   // The same view again is a repeat: nothing more is sent.
   EXPECT_FALSE(app->trackView(article_, "/news/a b", "Rain & sun?"));
   EXPECT_FALSE(server_.waitForRequests(2, kQuietPeriod));
+}
+
+// Threads the process has now, the library's and everyone else's.
+std::size_t threadCount() {
+  std::size_t count = 0;
+  for ([[maybe_unused]] const auto& task : std::filesystem::directory_iterator("/proc/self/task")) ++count;
+  return count;
+}
+
+TEST_F(EndToEndTest, AddsTwoThreadsAtMostAndJoinsThemAll) {
+  const std::size_t before = threadCount();
+  {
+    // With the host's own loop, only the I/O thread: the store's writes and a request run on it.
+    std::promise<bool> answered;  // outlives the platform, whose end may still complete the request
+    LinuxPlatform::Options options;
+    options.storePath = storePath_;
+    options.logSink = log_;
+    options.mainRunLoop = std::make_shared<linux_platform::ExternalRunLoop>();
+    options.caFile = server_.caFile();
+    options.connectTo.push_back(server_.connectTo("ping.zelvo-analytics.net"));
+    LinuxPlatform platform(std::move(options));
+    platform.store()->set("k", Value(1));
+    EXPECT_TRUE(platform.store()->synchronize());
+    platform.httpClient().startGet(HttpRequest{server_.url("ping.zelvo-analytics.net", "/ping?a=1"), {}, 5.0, true},
+                                   [&](const HttpResult& r) { answered.set_value(std::holds_alternative<HttpResponse>(r)); });
+    auto outcome = answered.get_future();
+    ASSERT_EQ(outcome.wait_for(kWaitLimit), std::future_status::ready);
+    EXPECT_TRUE(outcome.get());
+    EXPECT_LE(threadCount(), before + 1);
+  }
+  EXPECT_TRUE(eventually([&] { return threadCount() == before; })) << threadCount() - before << " left";
+  {
+    // A tracker reading and pinging on the default platform: its loop thread and the I/O thread
+    // (the configuration fetch's thread ends with the fetch).
+    auto app = launch(storePath_);
+    app->trackView(article_, "/story", "Story");
+    pingQuery(1);
+    EXPECT_TRUE(eventually([&] { return threadCount() <= before + 2; })) << threadCount() - before << " added";
+  }
+  EXPECT_TRUE(eventually([&] { return threadCount() == before; })) << threadCount() - before << " left";
 }
 
 TEST_F(EndToEndTest, RestartKeepsTheUserTokenAndTheSiteVisit) {

@@ -5,7 +5,6 @@
 #include <memory>
 #include <optional>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "zelvo/platform/http_client.h"
@@ -14,6 +13,7 @@
 namespace zelvo::linux_platform {
 
 class CurlWorker;
+class IoThread;
 
 struct CurlHttpClientOptions {
   // A PEM bundle of the certificate authorities to trust instead of the system's.
@@ -44,25 +44,29 @@ struct CurlHttpClientOptions {
 };
 
 // HTTPS-only client on libcurl. TLS peer and host verification are always on; redirects
-// are never followed. Requests from startGet() run on one worker thread of the client,
-// where their completions also run.
+// are never followed. Requests from startGet() run on the platform's I/O thread (one of the
+// client's own when it is made alone), through curl's multi interface, and their
+// completions run there too.
 //
-// Destruction stops the worker: transfers still in flight are aborted and their
-// completions run (on the worker) with an HttpError whose description is "cancelled", as
-// do requests started while the client is going away. The destructor waits a bounded time
-// for the worker; a worker held up longer (by a completion that blocks) is left to finish
-// on its own. Destroy the client on any thread, including from within a completion.
+// Destruction aborts the transfers still in flight: their completions run (on the I/O
+// thread) with an HttpError whose description is "cancelled", as do requests started while
+// the client is going away. The destructor waits a bounded time for that; an I/O thread held
+// up longer (by a completion that blocks) aborts them once it is free. Destroy the client on
+// any thread, including from within a completion.
 class CurlHttpClient : public HttpClient {
  public:
   using Options = CurlHttpClientOptions;
 
-  // Never throws; a client whose worker cannot start fails every request.
+  // Never throws; a client whose thread cannot start fails every request.
   explicit CurlHttpClient(Options options = {});
+  // Runs its requests on `ioThread` (the Linux platform's, shared with its other services),
+  // which must outlive the client.
+  CurlHttpClient(Options options, std::shared_ptr<IoThread> ioThread);
   ~CurlHttpClient() override;
   CurlHttpClient(const CurlHttpClient&) = delete;
   CurlHttpClient& operator=(const CurlHttpClient&) = delete;
 
-  // Thread: any. `done` runs once on the worker thread (on the calling thread only when
+  // Thread: any. `done` runs once on the I/O thread (on the calling thread only when
   // the client is already gone) and may call startGet() again.
   void startGet(HttpRequest request, HttpCompletion done) override;
   // Blocks the calling thread (any but the main thread) for up to 60 seconds.
@@ -78,7 +82,6 @@ class CurlHttpClient : public HttpClient {
   Options options_;
   std::optional<std::string> configurationError_;
   std::shared_ptr<CurlWorker> worker_;
-  std::thread thread_;
 };
 
 }  // namespace zelvo::linux_platform

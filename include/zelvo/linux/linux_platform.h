@@ -19,6 +19,8 @@
 
 namespace zelvo::linux_platform {
 
+class IoThread;
+
 // Where the library learns whether the network is up. While it is down the heartbeat
 // sends no ping (and counts the skip in the tracker's status).
 enum class ReachabilityChoice {
@@ -63,7 +65,12 @@ struct LinuxPlatformOptions {
 };
 
 // The real platform on Linux: curl for HTTPS, SQLite for the store, rtnetlink for
-// reachability, the system clock and time zone. Install it before the first use of the shared
+// reachability, the system clock and time zone.
+//
+// Threads it adds to the process: the main run loop's (none when the host passes its own
+// loop), and one I/O thread that runs the HTTP transfers, watches the network and commits the
+// store. The background executor starts a thread only while it has work (the configuration
+// fetch) and ends it when its queue is empty. Destruction joins every one of them. Install it before the first use of the shared
 // tracker to change any of its options:
 //
 //   zelvo::installPlatform(std::make_shared<zelvo::linux_platform::LinuxPlatform>(options));
@@ -114,6 +121,7 @@ class LinuxPlatform : public Platform {
   EventDispatch events_;
   std::shared_ptr<RunLoop> runLoop_;
   ThreadExecutor executor_;
+  std::shared_ptr<IoThread> io_;
   std::unique_ptr<SqliteStore> store_;
   std::unique_ptr<CurlHttpClient> http_;
   std::shared_ptr<ReachabilitySource> reachability_;

@@ -9,6 +9,8 @@
 
 namespace zelvo::linux_platform {
 
+class IoThread;
+
 // Reachability on Linux, from the kernel's routing state. What the flags mean here:
 //   the zero address 0.0.0.0 (the internet): Reachable while the main routing table holds a
 //     usable IPv4 or IPv6 default route (not unreachable, blackhole or prohibit) through an
@@ -26,23 +28,26 @@ namespace zelvo::linux_platform {
 // A target whose flags cannot be read answers nothing. A target for an address that is not
 // AF_INET, or for an empty host name, is refused.
 //
-// Changes: a watcher thread of the source listens on an rtnetlink socket (links, IPv4 and
+// Changes: the platform's I/O thread (one of the source's own when it is made alone) listens
+// on an rtnetlink socket (links, IPv4 and
 // IPv6 routes, IPv4 addresses); after each burst of messages it reads the scheduled targets
 // again and posts the callback of each whose flags changed to the main run loop.
 // Where no netlink socket can be opened at all (some sandboxes), flags come from connecting
 // UDP sockets, which asks the kernel for a route and sends nothing: the internet is
 // Reachable while 192.0.2.1 or 2001:db8::1 is routed, the link-local network is
 // Reachable | IsDirect while the route to it leaves from a 169.254/16 address, other
-// addresses are Reachable while routed; the watcher then reads the scheduled targets again
-// every two seconds, and that fallback is logged once as a warning.
+// addresses are Reachable while routed; the I/O thread then reads the scheduled targets
+// again every two seconds, and that fallback is logged once as a warning.
 //
 // Thread: every member is safe from any thread. The run loop and the log sink must outlive
-// the source. The destructor stops and joins the watcher thread (within the time of one
-// reading); the caller owns the targets it returns, which may outlive the source but are
+// the source. The destructor stops the watching (within the time of one reading); the
+// caller owns the targets it returns, which may outlive the source but are
 // no longer called back once it is gone.
 class NetlinkReachabilitySource : public ReachabilitySource {
  public:
   NetlinkReachabilitySource(RunLoop& mainLoop, LogSink& log);
+  // Watches on `ioThread` (the Linux platform's, shared with its other services).
+  NetlinkReachabilitySource(RunLoop& mainLoop, LogSink& log, std::shared_ptr<IoThread> ioThread);
   // Watches `netlinkSocket` (taken over; for instance a NETLINK_ROUTE socket the test bound
   // to the groups it wants, or one end of a socket pair it writes messages into) instead of
   // opening its own. -1 behaves as if netlink could not be opened: the UDP fallback is used.
@@ -57,8 +62,9 @@ class NetlinkReachabilitySource : public ReachabilitySource {
 
  private:
   struct Impl;
-  NetlinkReachabilitySource(RunLoop& mainLoop, LogSink& log, int netlinkSocket);
-  std::unique_ptr<Impl> impl_;
+  NetlinkReachabilitySource(RunLoop& mainLoop, LogSink& log, int netlinkSocket, std::shared_ptr<IoThread> ioThread);
+  std::shared_ptr<IoThread> io_;
+  std::shared_ptr<Impl> impl_;
 };
 
 }  // namespace zelvo::linux_platform

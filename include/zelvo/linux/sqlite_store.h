@@ -10,11 +10,13 @@
 
 namespace zelvo::linux_platform {
 
+class IoThread;
+
 // The application's preferences in an SQLite file, every value kept exactly (its type, and
 // doubles and dates bit for bit).
 //
 // Reads come from memory. set() and remove() change memory at once and hand the write to
-// the store's own writer thread, which commits the writes of the last `writeDelay` in one
+// the platform's I/O thread (one of the store's own when it is made alone), which commits the writes of the last `writeDelay` in one
 // transaction; synchronize() blocks until every earlier write is committed durably, and
 // destruction commits what is left. So the calling thread waits on the disk only in the
 // constructor (which reads the file) and in synchronize().
@@ -43,6 +45,9 @@ class SqliteStore : public KeyValueStore {
   // values in memory only. The sink must outlive the store.
   SqliteStore(LogSink& log, std::optional<std::string> path,
               std::chrono::milliseconds writeDelay = kDefaultWriteDelay);
+  // Commits through `ioThread` (the Linux platform's, shared with its other services).
+  SqliteStore(LogSink& log, std::optional<std::string> path, std::chrono::milliseconds writeDelay,
+              std::shared_ptr<IoThread> ioThread);
   // Commits the pending writes (a failure is logged) and closes the file.
   ~SqliteStore() override;
   SqliteStore(const SqliteStore&) = delete;
@@ -59,7 +64,7 @@ class SqliteStore : public KeyValueStore {
 
  private:
   struct Impl;
-  std::unique_ptr<Impl> impl_;
+  std::shared_ptr<Impl> impl_;
 };
 
 }  // namespace zelvo::linux_platform

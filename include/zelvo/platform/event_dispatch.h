@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <cstdint>
 #include <functional>
 #include <mutex>
 
@@ -13,6 +14,14 @@ enum class EventType : int {
   kRemoteControl = 2,
   kPresses = 3,
 };
+
+// A set of event types, one bit per type (types past 31 share the last bit).
+using EventTypeSet = uint32_t;
+inline constexpr EventTypeSet kAllEventTypes = ~EventTypeSet{0};
+constexpr EventTypeSet eventTypeBit(EventType type) {
+  const auto index = static_cast<uint32_t>(type);
+  return EventTypeSet{1} << (index < 31 ? index : 31);
+}
 
 struct Event {
   EventType type = EventType::kTouches;
@@ -30,13 +39,16 @@ class EventDispatch {
 
   // The application's own handling of an event.
   void setApplicationHandler(std::function<void(const Event&)> handler);
-  // Installs the interception hook that sees every event after the application did.
-  void setHook(Hook hook, void* context);
+  // Installs the interception hook that sees, after the application did, every event whose
+  // type is in `types`. The dispatch filters by type itself, so the events the hook has no use
+  // for cost the host no call.
+  void setHook(Hook hook, void* context, EventTypeSet types = kAllEventTypes);
   // Guards a once-per-application installation of the hook.
   std::once_flag& hookInstallation() { return hookInstallation_; }
 
   void sendEvent(const Event& event) {
     if (applicationHandler_) applicationHandler_(event);
+    if ((hookTypes_.load(std::memory_order_relaxed) & eventTypeBit(event.type)) == 0) return;
     if (Hook hook = hook_.load(std::memory_order_acquire)) {
       hook(hookContext_.load(std::memory_order_relaxed), event);
     }
@@ -45,6 +57,7 @@ class EventDispatch {
  private:
   std::function<void(const Event&)> applicationHandler_;
   std::atomic<void*> hookContext_{nullptr};
+  std::atomic<EventTypeSet> hookTypes_{0};
   std::atomic<Hook> hook_{nullptr};
   std::once_flag hookInstallation_;
 };

@@ -20,7 +20,10 @@ struct Notification {
 
 // Application, keyboard and library notifications. Delivery is synchronous, on the posting
 // thread, to every matching registration in registration order. Registering the same observer
-// twice for a name keeps both registrations, and both are called.
+// again for the same name and object counts that registration once more instead of keeping a
+// copy: each post then calls the callback of the first registration as many times as it was
+// registered, at its place in the order. (The tracker registers again on every return to the
+// foreground; a copy each time grew the process for as long as it ran.)
 // Thread: every member is safe from any thread, also from inside a delivery. A registration
 // added during a delivery is not called for that post; one removed during a delivery is not
 // called after its removal has returned on the same thread. Posting allocates nothing.
@@ -42,11 +45,20 @@ class NotificationCenter {
   // Removes every registration of `observer` for `name`.
   void removeObserver(const void* observer, std::string_view name);
   void post(std::string_view name, const void* object = nullptr, const Value* userInfo = nullptr);
+  // Whether anyone observes `name` now: a poster can skip building user info nobody reads.
+  bool hasObserver(std::string_view name) const;
+  // How many times `observer` is registered for `name`, repeats included.
   std::size_t registrationCount(const void* observer, std::string_view name) const;
+  // How many distinct (observer, name, object) registrations are held, whatever their counts.
+  std::size_t entryCount() const;
 
  private:
   struct Registration;
-  using Registrations = std::vector<std::shared_ptr<Registration>>;
+  struct Entry {
+    std::shared_ptr<Registration> registration;
+    std::size_t multiplicity;
+  };
+  using Registrations = std::vector<Entry>;
   void removeWhere(const std::function<bool(const Registration&)>& match);
 
   mutable std::mutex mutex_;

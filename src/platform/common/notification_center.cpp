@@ -19,14 +19,24 @@ NotificationCenter::~NotificationCenter() = default;
 
 void NotificationCenter::addObserver(const void* observer, std::string name, Callback callback,
                                      const void* object) {
+  std::lock_guard lock(mutex_);
+  auto next = std::make_shared<Registrations>(*registrations_);
+  // The count lives in the list, not in the registration, so a post already walking the old
+  // list keeps the count it started with.
+  for (Entry& entry : *next) {
+    const Registration& r = *entry.registration;
+    if (r.observer == observer && r.object == object && r.name == name) {
+      ++entry.multiplicity;
+      registrations_ = std::move(next);
+      return;
+    }
+  }
   auto registration = std::make_shared<Registration>();
   registration->observer = observer;
   registration->name = std::move(name);
   registration->object = object;
   registration->callback = std::move(callback);
-  std::lock_guard lock(mutex_);
-  auto next = std::make_shared<Registrations>(*registrations_);
-  next->push_back(std::move(registration));
+  next->push_back({std::move(registration), 1});
   registrations_ = std::move(next);
 }
 
@@ -34,11 +44,11 @@ void NotificationCenter::removeWhere(const std::function<bool(const Registration
   std::lock_guard lock(mutex_);
   auto next = std::make_shared<Registrations>();
   next->reserve(registrations_->size());
-  for (const auto& r : *registrations_) {
-    if (match(*r)) {
-      r->active.store(false, std::memory_order_release);
+  for (const Entry& entry : *registrations_) {
+    if (match(*entry.registration)) {
+      entry.registration->active.store(false, std::memory_order_release);
     } else {
-      next->push_back(r);
+      next->push_back(entry);
     }
   }
   registrations_ = std::move(next);
@@ -59,21 +69,36 @@ void NotificationCenter::post(std::string_view name, const void* object, const V
     snapshot = registrations_;
   }
   const Notification notification{name, object, userInfo};
-  for (const auto& r : *snapshot) {
-    if (r->name != name) continue;
-    if (r->object != nullptr && r->object != object) continue;
-    if (!r->active.load(std::memory_order_acquire)) continue;
-    r->callback(notification);
+  for (const Entry& entry : *snapshot) {
+    const Registration& r = *entry.registration;
+    if (r.name != name) continue;
+    if (r.object != nullptr && r.object != object) continue;
+    for (std::size_t i = 0; i < entry.multiplicity && r.active.load(std::memory_order_acquire); ++i) {
+      r.callback(notification);
+    }
   }
 }
 
 std::size_t NotificationCenter::registrationCount(const void* observer, std::string_view name) const {
   std::lock_guard lock(mutex_);
   std::size_t n = 0;
-  for (const auto& r : *registrations_) {
-    if (r->observer == observer && r->name == name) ++n;
+  for (const Entry& entry : *registrations_) {
+    if (entry.registration->observer == observer && entry.registration->name == name) n += entry.multiplicity;
   }
   return n;
+}
+
+bool NotificationCenter::hasObserver(std::string_view name) const {
+  std::lock_guard lock(mutex_);
+  for (const Entry& entry : *registrations_) {
+    if (entry.registration->name == name) return true;
+  }
+  return false;
+}
+
+std::size_t NotificationCenter::entryCount() const {
+  std::lock_guard lock(mutex_);
+  return registrations_->size();
 }
 
 }  // namespace zelvo

@@ -8,49 +8,39 @@
 #include "platform/linux/curl_transfer.h"
 #include "platform/linux/endpoint.h"
 #include "platform/linux/curl_worker.h"
+#include "platform/linux/io_thread.h"
 
 namespace zelvo::linux_platform {
 namespace {
 
-// How long the destructor waits for the worker to abort its transfers. Aborting takes
-// milliseconds; only a completion that blocks can hold the worker longer.
+// How long the destructor waits for the I/O thread to abort the transfers. Aborting takes
+// milliseconds; only a completion that blocks can hold the thread longer.
 constexpr std::chrono::seconds kShutdownLimit{2};
 
 constexpr double kFetchTimeoutSeconds = 60.0;
 
 }  // namespace
 
-CurlHttpClient::CurlHttpClient(Options options)
+CurlHttpClient::CurlHttpClient(Options options) : CurlHttpClient(std::move(options), std::make_shared<IoThread>()) {}
+
+CurlHttpClient::CurlHttpClient(Options options, std::shared_ptr<IoThread> ioThread)
     : options_(std::move(options)),
-      configurationError_(options_.endpoint ? Endpoint::check(*options_.endpoint) : std::nullopt),
-      worker_(std::make_shared<CurlWorker>(options_)) {
+      configurationError_(options_.endpoint ? Endpoint::check(*options_.endpoint) : std::nullopt) {
   // Said whatever the log gate: nothing will reach the host's collector until it is fixed.
   if (configurationError_) log("[ZV]:HTTP client sends nothing: " + *configurationError_);
   if (!ensureCurlGlobalInit()) {
     log("[ZV]:HTTP client cannot start: curl init failed");
-    worker_->abandon();
-    return;
+    ioThread.reset();  // every request then fails at once
+  } else if (!ioThread->started()) {
+    log("[ZV]:HTTP client cannot start: no I/O thread");
   }
-  try {
-    thread_ = std::thread([worker = worker_] { worker->run(); });
-  } catch (const std::system_error& e) {
-    log(std::string("[ZV]:HTTP client cannot start its thread: ") + e.what());
-    worker_->abandon();
-  }
+  // A worker without a thread refuses every request on the caller's thread.
+  worker_ = std::make_shared<CurlWorker>(options_, ioThread ? std::move(ioThread) : IoThread::makeStopped());
 }
 
 CurlHttpClient::~CurlHttpClient() {
-  worker_->stop();
-  if (!thread_.joinable()) return;
-  // From within a completion the worker is this very thread: it stops once the
-  // completion returns.
-  if (thread_.get_id() == std::this_thread::get_id()) {
-    thread_.detach();
-  } else if (worker_->waitUntilFinished(kShutdownLimit)) {
-    thread_.join();
-  } else {
-    log("[ZV]:HTTP client worker is held up by a completion; left to finish on its own");
-    thread_.detach();
+  if (!worker_->close(kShutdownLimit)) {
+    log("[ZV]:HTTP client: the I/O thread is held up by a completion; transfers abort once it is free");
   }
 }
 

@@ -3,67 +3,60 @@
 #include <curl/curl.h>
 
 #include <chrono>
-#include <condition_variable>
-#include <deque>
 #include <map>
 #include <memory>
-#include <mutex>
+#include <optional>
+#include <vector>
 
 #include "platform/linux/curl_transfer.h"
+#include "platform/linux/io_thread.h"
 #include "zelvo/linux/curl_http_client.h"
 
 namespace zelvo::linux_platform {
 
-// The worker side of CurlHttpClient: a queue of requests and the curl multi loop that runs
-// them. Shared between the client and its thread, so a thread that outlives a timed-out
-// shutdown still finds its state alive.
-class CurlWorker {
+// The I/O-thread side of CurlHttpClient: a curl multi handle driven through curl's socket
+// interface, so its sockets and timeouts are one source among the others of the I/O thread.
+// Shared between the client and the tasks it posts, so a task still queued when the client
+// goes finds its state alive.
+class CurlWorker : public IoThread::Source, public std::enable_shared_from_this<CurlWorker> {
  public:
-  explicit CurlWorker(CurlHttpClientOptions options);
+  CurlWorker(CurlHttpClientOptions options, std::shared_ptr<IoThread> io);
+  ~CurlWorker() override;
 
-  // Queues a request for the worker. When the worker has already finished, completes it
-  // with "cancelled" on the calling thread instead. Thread: any.
+  // Starts a request on the I/O thread. When the worker is closed or has no thread,
+  // completes it with "cancelled" on the calling thread instead. Thread: any.
   void enqueue(HttpRequest request, HttpCompletion done);
-  // The worker thread's body; returns once stop() was asked for and every request has
-  // been completed.
-  void run();
-  // Asks run() to abort its transfers and return. Thread: any.
-  void stop();
-  // Marks a worker whose thread never started: requests then fail at once.
-  void abandon();
-  // Whether run() has returned (or will never run) within `limit`.
-  bool waitUntilFinished(std::chrono::milliseconds limit);
+  // Aborts the transfers (their completions run with "cancelled") and takes no more
+  // requests. Waits up to `limit` for it to happen on the I/O thread; false when it did not.
+  // Thread: any.
+  bool close(std::chrono::milliseconds limit);
+
+  void prepare(std::vector<pollfd>& fds, std::optional<IoThread::Clock::time_point>& deadline) override;
+  void dispatch(const pollfd* fds, std::size_t count, IoThread::Clock::time_point now) override;
 
  private:
-  struct Pending {
-    HttpRequest request;
-    HttpCompletion done;
-  };
   struct Finished {
     HttpCompletion done;
     HttpResult result;
   };
 
-  void start(std::deque<Pending>& incoming, std::vector<Finished>& finished);
+  // I/O thread only, all of them.
+  void start(HttpRequest request, HttpCompletion done);
+  void closeNow();
   void collect(std::vector<Finished>& finished);
-  void cancelAll(std::deque<Pending>& incoming);
   void complete(const HttpCompletion& done, const HttpResult& result) const;
   void log(const std::string& line) const;
+  static int onSocket(CURL* easy, curl_socket_t socket, int what, void* self, void* socketData);
+  static int onTimer(CURLM* multi, long timeoutMillis, void* self);
 
   const CurlHttpClientOptions options_;
+  const std::shared_ptr<IoThread> io_;
 
-  // Guards the fields below it. Never held while curl runs a transfer or a completion runs.
-  std::mutex mutex_;
-  std::condition_variable finishedChanged_;
-  std::deque<Pending> pending_;
-  // Written by the worker thread under the lock, so it reads it freely; others read it
-  // under the lock to wake the worker. Set while run() can be woken through it.
-  CURLM* multi_ = nullptr;
-  bool stopping_ = false;
-  bool closed_ = false;    // no more requests are taken
-  bool finished_ = false;  // run() has returned
-
-  // Worker thread only.
+  // I/O thread only.
+  CURLM* multi_ = nullptr;  // made with the first request
+  bool closed_ = false;
+  std::map<curl_socket_t, short> sockets_;  // what curl waits for on each of its sockets
+  std::optional<IoThread::Clock::time_point> timeout_;
   std::map<CURL*, std::pair<std::unique_ptr<CurlTransfer>, HttpCompletion>> active_;
 };
 

@@ -3,6 +3,7 @@
 #include <variant>
 
 #include "platform/linux/endpoint.h"
+#include "platform/linux/io_thread.h"
 #include "tracker/default_platform.h"
 #include "zelvo/linux/always_reachable_source.h"
 #include "zelvo/linux/stderr_log_sink.h"
@@ -12,14 +13,15 @@ namespace zelvo::linux_platform {
 
 LinuxPlatform::LinuxPlatform(Options options)
     : log_(options.logSink ? std::move(options.logSink) : std::make_shared<StderrLogSink>()),
-      runLoop_(options.mainRunLoop ? std::move(options.mainRunLoop) : std::make_shared<ThreadRunLoop>()) {
+      runLoop_(options.mainRunLoop ? std::move(options.mainRunLoop) : std::make_shared<ThreadRunLoop>()),
+      io_(std::make_shared<IoThread>()) {
   if (options.modelName) device_.setModelName(*options.modelName);
   if (options.applicationIdentifier) device_.setApplicationIdentifier(options.applicationIdentifier);
   std::optional<std::string> storePath = options.storePath;
   if (!storePath) {
     if (auto identifier = device_.applicationIdentifier()) storePath = SqliteStore::defaultPath(*identifier);
   }
-  store_ = std::make_unique<SqliteStore>(*log_, storePath, options.storeWriteDelay);
+  store_ = std::make_unique<SqliteStore>(*log_, storePath, options.storeWriteDelay, io_);
   CurlHttpClient::Options http;
   http.endpoint = options.endpoint;
   http.caFile = std::move(options.caFile);
@@ -28,7 +30,7 @@ LinuxPlatform::LinuxPlatform(Options options)
   http.requestTimeout = options.requestTimeout;
   http.connectTimeout = options.connectTimeout;
   http.log = log_.get();
-  http_ = std::make_unique<CurlHttpClient>(std::move(http));
+  http_ = std::make_unique<CurlHttpClient>(std::move(http), io_);
   configurationError_ = http_->configurationError();
   makeReachabilitySource(options);
 }
@@ -57,7 +59,7 @@ void LinuxPlatform::makeReachabilitySource(const Options& options) {
       reachability_ = std::make_shared<AlwaysReachableSource>();
       break;
     case ReachabilityChoice::kSystem:
-      reachability_ = std::make_shared<NetlinkReachabilitySource>(*runLoop_, *log_);
+      reachability_ = std::make_shared<NetlinkReachabilitySource>(*runLoop_, *log_, io_);
       break;
   }
 }

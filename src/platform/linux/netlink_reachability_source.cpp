@@ -3,15 +3,15 @@
 #include <linux/netlink.h>
 #include <linux/rtnetlink.h>
 #include <poll.h>
-#include <sys/eventfd.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
 #include <array>
 #include <cerrno>
-#include <system_error>
-#include <thread>
+#include <chrono>
+#include <vector>
 
+#include "platform/linux/io_thread.h"
 #include "platform/linux/netlink_target.h"
 #include "platform/linux/reachability_watch.h"
 #include "platform/linux/route_probe.h"
@@ -21,7 +21,9 @@ namespace zelvo::linux_platform {
 namespace {
 
 // Without netlink nothing tells us of changes, so the scheduled targets are read this often.
-constexpr int kFallbackRecheckMilliseconds = 2000;
+constexpr std::chrono::milliseconds kFallbackRecheck{2000};
+// How long the destructor waits for the I/O thread to let go of the watcher.
+constexpr std::chrono::milliseconds kShutdownLimit{2000};
 
 // A socket that receives the kernel's announcements of link, route and IPv4 address
 // changes; -1 when netlink cannot be opened.
@@ -54,60 +56,71 @@ bool drain(int fd) {
 
 }  // namespace
 
-struct NetlinkReachabilitySource::Impl {
+// Driven by the I/O thread: it waits on the netlink socket (or, without one, for the next
+// two-second reading) together with the platform's other services.
+struct NetlinkReachabilitySource::Impl : IoThread::Source {
   Impl(RunLoop& mainLoop, LogSink& log, int netlinkSocket)
       : log(log),
         watch(std::make_shared<ReachabilityWatch>(
             mainLoop, netlinkSocket >= 0 ? makeNetlinkRouteProbe() : makeUdpRouteProbe())),
         netlinkSocket(netlinkSocket) {}
+  ~Impl() override {
+    if (netlinkSocket >= 0) ::close(netlinkSocket);
+  }
 
-  void watchForChanges();
+  void prepare(std::vector<pollfd>& fds, std::optional<IoThread::Clock::time_point>& deadline) override {
+    if (netlinkSocket >= 0) {
+      fds.push_back(pollfd{netlinkSocket, POLLIN, 0});
+    } else if (!deadline || nextReading < *deadline) {
+      deadline = nextReading;
+    }
+  }
 
-  LogSink& log;
-  const std::shared_ptr<ReachabilityWatch> watch;
-  int netlinkSocket;  // owned by the watcher thread while it runs
-  int wakeFd = -1;
-  std::thread watcher;
-};
-
-void NetlinkReachabilitySource::Impl::watchForChanges() {
-  while (true) {
-    std::array<pollfd, 2> fds{{{wakeFd, POLLIN, 0}, {netlinkSocket, POLLIN, 0}}};
-    const nfds_t count = netlinkSocket >= 0 ? 2 : 1;
-    const int ready = ::poll(fds.data(), count, netlinkSocket >= 0 ? -1 : kFallbackRecheckMilliseconds);
-    if (ready < 0 && errno == EINTR) continue;
-    if (ready < 0 || fds[0].revents != 0) return;  // stopping (or poll itself failed)
-    if (count == 2 && fds[1].revents != 0 && !drain(netlinkSocket)) {
-      log.write(LogSeverity::kWarning,
-                "[ZV]:Reachability: the netlink socket failed; reading the network every 2 seconds instead");
-      ::close(netlinkSocket);
-      netlinkSocket = -1;
+  void dispatch(const pollfd* fds, std::size_t count, IoThread::Clock::time_point now) override {
+    if (count == 1) {
+      if (fds[0].revents == 0) return;
+      if (!drain(netlinkSocket)) {
+        log.write(LogSeverity::kWarning,
+                  "[ZV]:Reachability: the netlink socket failed; reading the network every 2 seconds instead");
+        ::close(netlinkSocket);
+        netlinkSocket = -1;
+        nextReading = now + kFallbackRecheck;
+      }
+    } else {
+      if (now < nextReading) return;
+      nextReading = now + kFallbackRecheck;
     }
     watch->recheckScheduled();
   }
-}
+
+  LogSink& log;
+  const std::shared_ptr<ReachabilityWatch> watch;
+  int netlinkSocket;  // I/O thread only once registered
+  IoThread::Clock::time_point nextReading = IoThread::Clock::now() + kFallbackRecheck;
+};
 
 NetlinkReachabilitySource::NetlinkReachabilitySource(RunLoop& mainLoop, LogSink& log)
-    : NetlinkReachabilitySource(mainLoop, log, openWatchSocket()) {}
+    : NetlinkReachabilitySource(mainLoop, log, openWatchSocket(), std::make_shared<IoThread>()) {}
+
+NetlinkReachabilitySource::NetlinkReachabilitySource(RunLoop& mainLoop, LogSink& log,
+                                                     std::shared_ptr<IoThread> ioThread)
+    : NetlinkReachabilitySource(mainLoop, log, openWatchSocket(), std::move(ioThread)) {}
 
 std::unique_ptr<NetlinkReachabilitySource> NetlinkReachabilitySource::withNetlinkSocketForTesting(
     RunLoop& mainLoop, LogSink& log, int netlinkSocket) {
-  return std::unique_ptr<NetlinkReachabilitySource>(new NetlinkReachabilitySource(mainLoop, log, netlinkSocket));
+  return std::unique_ptr<NetlinkReachabilitySource>(
+      new NetlinkReachabilitySource(mainLoop, log, netlinkSocket, std::make_shared<IoThread>()));
 }
 
-NetlinkReachabilitySource::NetlinkReachabilitySource(RunLoop& mainLoop, LogSink& log, int netlinkSocket)
-    : impl_(std::make_unique<Impl>(mainLoop, log, netlinkSocket)) {
+NetlinkReachabilitySource::NetlinkReachabilitySource(RunLoop& mainLoop, LogSink& log, int netlinkSocket,
+                                                     std::shared_ptr<IoThread> ioThread)
+    : io_(std::move(ioThread)), impl_(std::make_shared<Impl>(mainLoop, log, netlinkSocket)) {
   // The usual way goes unsaid: a host with logging off hears from us only about faults.
   if (netlinkSocket < 0) {
     log.write(LogSeverity::kWarning,
               "[ZV]:Reachability: netlink is not available; reading the network through UDP route lookups");
   }
-  impl_->wakeFd = ::eventfd(0, EFD_CLOEXEC);
-  try {
-    if (impl_->wakeFd >= 0) impl_->watcher = std::thread([impl = impl_.get()] { impl->watchForChanges(); });
-  } catch (const std::system_error&) {
-  }
-  if (!impl_->watcher.joinable()) {
+  if (!io_->post([io = io_.get(), impl = impl_] { io->addSource(impl.get()); })) {
     log.write(LogSeverity::kWarning, "[ZV]:Reachability: cannot watch the network; change notifications are off");
     impl_->watch->close();  // scheduling is refused from now on
   }
@@ -115,14 +128,8 @@ NetlinkReachabilitySource::NetlinkReachabilitySource(RunLoop& mainLoop, LogSink&
 
 NetlinkReachabilitySource::~NetlinkReachabilitySource() {
   impl_->watch->close();
-  if (impl_->watcher.joinable()) {
-    const uint64_t one = 1;
-    // An eventfd write of 1 cannot fail short of overflow, and the thread is woken by it.
-    [[maybe_unused]] const ssize_t written = ::write(impl_->wakeFd, &one, sizeof(one));
-    impl_->watcher.join();
-  }
-  if (impl_->wakeFd >= 0) ::close(impl_->wakeFd);
-  if (impl_->netlinkSocket >= 0) ::close(impl_->netlinkSocket);
+  // The task keeps the watcher alive until it has run, should the I/O thread be held up.
+  io_->runAndWait([io = io_.get(), impl = impl_] { io->removeSource(impl.get()); }, kShutdownLimit);
 }
 
 std::unique_ptr<ReachabilityTarget> NetlinkReachabilitySource::targetForAddress(const Ipv4SocketAddress& address) {

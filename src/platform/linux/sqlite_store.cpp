@@ -6,17 +6,19 @@
 #include <condition_variable>
 #include <cstdlib>
 #include <mutex>
-#include <system_error>
-#include <thread>
 #include <utility>
 #include <vector>
 
+#include "platform/linux/io_thread.h"
 #include "platform/linux/store_file.h"
 
 namespace zelvo::linux_platform {
 namespace {
 
 using SteadyClock = std::chrono::steady_clock;
+
+// How long destruction waits for the last commit; a disk slower than that finishes it later.
+constexpr std::chrono::seconds kFinishLimit{30};
 
 std::optional<std::string> homeDirectory() {
   if (const char* home = std::getenv("HOME"); home && home[0] == '/') return std::string(home);
@@ -33,34 +35,35 @@ std::optional<std::string> homeDirectory() {
 }  // namespace
 
 // Lock order: `mutex` is a leaf; the file is touched only without it, by the constructor
-// and then by the writer thread alone.
-struct SqliteStore::Impl {
+// and then by the I/O thread alone, which commits the writes when they are due.
+struct SqliteStore::Impl : IoThread::Source {
   Impl(LogSink& sink, std::chrono::milliseconds delay) : log(sink), writeDelay(delay) {}
 
-  void writerLoop();
+  void prepare(std::vector<pollfd>& fds, std::optional<IoThread::Clock::time_point>& deadline) override;
+  void dispatch(const pollfd* fds, std::size_t count, IoThread::Clock::time_point now) override;
+  // The last commit, at shutdown; logs what could not be saved.
+  void finish();
   // Called with the lock held; commits one batch with the lock released.
   void flush(std::unique_lock<std::mutex>& lock);
   void enqueue(const std::string& key, std::optional<std::string> text);
 
   LogSink& log;
   const std::chrono::milliseconds writeDelay;
+  std::shared_ptr<IoThread> io;  // set while the file is written through it
   std::string path;
   std::unique_ptr<StoreFile> file;  // null when in memory only
 
   mutable std::mutex mutex;
-  std::condition_variable writerWake;
   std::condition_variable flushed;
   Value::Dictionary values;
   StoreFile::Changes pending;
   std::optional<SteadyClock::time_point> flushAt;  // when the pending writes are due
   bool syncRequested = false;
-  bool stopping = false;
   bool failing = false;         // the last attempt failed (logged once per run of failures)
   uint64_t writeCount = 0;      // writes handed to the writer so far
   uint64_t committedCount = 0;  // of those, how many are committed
   uint64_t attemptsStarted = 0;
   uint64_t lastFailedAttempt = 0;
-  std::thread writer;
 };
 
 std::optional<std::string> SqliteStore::defaultPath(const std::string& applicationIdentifier) {
@@ -80,31 +83,31 @@ std::optional<std::string> SqliteStore::defaultPath(const std::string& applicati
 }
 
 SqliteStore::SqliteStore(LogSink& log, std::optional<std::string> path, std::chrono::milliseconds writeDelay)
-    : impl_(std::make_unique<Impl>(log, writeDelay)) {
+    : SqliteStore(log, std::move(path), writeDelay, std::make_shared<IoThread>()) {}
+
+SqliteStore::SqliteStore(LogSink& log, std::optional<std::string> path, std::chrono::milliseconds writeDelay,
+                         std::shared_ptr<IoThread> ioThread)
+    : impl_(std::make_shared<Impl>(log, writeDelay)) {
   if (!path) return;
   impl_->path = std::move(*path);
   if (std::optional<StoreFile::Opened> opened = StoreFile::open(impl_->path, log)) {
     impl_->file = std::move(opened->file);
     impl_->values = std::move(opened->values);
-    try {
-      impl_->writer = std::thread([impl = impl_.get()] { impl->writerLoop(); });
-    } catch (const std::system_error& error) {
+    if (ioThread->post([io = ioThread.get(), impl = impl_] { io->addSource(impl.get()); })) {
+      impl_->io = std::move(ioThread);
+    } else {
       // Out of threads: the values read stay, but nothing more reaches the file.
-      log.write(LogSeverity::kWarning, std::string("[ZV]: Cannot start the store's writer thread (") + error.what() +
-                "); keeping values in memory only");
+      log.write(LogSeverity::kWarning, "[ZV]: Cannot start the store's writer thread; keeping values in memory only");
       impl_->file.reset();
     }
   }
 }
 
 SqliteStore::~SqliteStore() {
-  if (!impl_->writer.joinable()) return;
-  {
-    std::lock_guard lock(impl_->mutex);
-    impl_->stopping = true;
-  }
-  impl_->writerWake.notify_one();
-  impl_->writer.join();
+  if (!impl_->io) return;
+  // The task keeps the values alive, so a commit that takes longer than the wait still ends
+  // well, and is logged if it fails.
+  impl_->io->runAndWait([impl = impl_] { impl->finish(); }, kFinishLimit);
 }
 
 std::optional<Value> SqliteStore::get(const std::string& key) const {
@@ -142,10 +145,15 @@ bool SqliteStore::synchronize() {
   std::unique_lock lock(impl_->mutex);
   const uint64_t target = impl_->writeCount;
   if (impl_->committedCount >= target) return true;
+  if (impl_->io->isIoThread()) {
+    // Called from a task of the I/O thread itself: no one else would commit meanwhile.
+    impl_->flush(lock);
+    return impl_->committedCount >= target;
+  }
   // Only an attempt that starts after this call carries every write made before it.
   const uint64_t attemptsBefore = impl_->attemptsStarted;
   impl_->syncRequested = true;
-  impl_->writerWake.notify_one();
+  impl_->io->wake();
   impl_->flushed.wait(lock, [&] {
     return impl_->committedCount >= target || impl_->lastFailedAttempt > attemptsBefore;
   });
@@ -166,30 +174,27 @@ void SqliteStore::Impl::enqueue(const std::string& key, std::optional<std::strin
       wakeWriter = true;
     }
   }
-  if (wakeWriter) writerWake.notify_one();
+  if (wakeWriter) io->wake();
 }
 
-void SqliteStore::Impl::writerLoop() {
+void SqliteStore::Impl::prepare(std::vector<pollfd>&, std::optional<IoThread::Clock::time_point>& deadline) {
+  std::lock_guard lock(mutex);
+  std::optional<SteadyClock::time_point> due = flushAt;
+  if (syncRequested) due = SteadyClock::now();
+  if (due && (!deadline || *due < *deadline)) deadline = due;
+}
+
+void SqliteStore::Impl::dispatch(const pollfd*, std::size_t, IoThread::Clock::time_point now) {
   std::unique_lock lock(mutex);
-  for (;;) {
-    const auto ready = [this] {
-      return stopping || syncRequested || (flushAt && SteadyClock::now() >= *flushAt);
-    };
-    if (flushAt) {
-      writerWake.wait_until(lock, *flushAt, ready);
-    } else {
-      // Until a first write sets the deadline, then round again to wait for it.
-      writerWake.wait(lock, [this] { return stopping || syncRequested || flushAt.has_value(); });
-    }
-    if (!ready()) continue;
-    flush(lock);
-    if (stopping) {
-      if (!pending.empty()) {
-        log.write(LogSeverity::kError, "[ZV]: Lost " + std::to_string(pending.size()) + " unsaved value(s) of " + path +
-                  " at shutdown");
-      }
-      return;
-    }
+  if (syncRequested || (flushAt && now >= *flushAt)) flush(lock);
+}
+
+void SqliteStore::Impl::finish() {
+  io->removeSource(this);
+  std::unique_lock lock(mutex);
+  if (!pending.empty()) flush(lock);
+  if (!pending.empty()) {
+    log.write(LogSeverity::kError, "[ZV]: Lost " + std::to_string(pending.size()) + " unsaved value(s) of " + path + " at shutdown");
   }
 }
 

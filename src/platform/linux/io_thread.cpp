@@ -1,0 +1,172 @@
+#include "platform/linux/io_thread.h"
+
+#include <sys/eventfd.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cerrno>
+#include <condition_variable>
+#include <deque>
+#include <mutex>
+#include <system_error>
+#include <thread>
+
+namespace zelvo::linux_platform {
+
+struct IoThread::State {
+  int wakeFd = -1;
+  std::thread thread;
+  std::atomic<std::thread::id> threadId{};
+
+  std::mutex mutex;
+  std::deque<std::function<void()>> tasks;  // guarded by mutex
+  bool stopping = false;                    // guarded by mutex
+
+  // I/O thread only.
+  std::vector<Source*> sources;
+};
+
+IoThread::IoThread() : IoThread(true) {}
+
+std::shared_ptr<IoThread> IoThread::makeStopped() { return std::shared_ptr<IoThread>(new IoThread(false)); }
+
+IoThread::IoThread(bool start) : state_(std::make_unique<State>()) {
+  if (start) state_->wakeFd = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+  if (state_->wakeFd < 0) {
+    state_->stopping = true;
+    return;
+  }
+  try {
+    state_->thread = std::thread([this] { run(); });
+    state_->threadId.store(state_->thread.get_id());
+  } catch (const std::system_error&) {
+    state_->stopping = true;
+  }
+}
+
+IoThread::~IoThread() {
+  {
+    std::lock_guard lock(state_->mutex);
+    state_->stopping = true;
+  }
+  if (state_->thread.joinable()) {
+    const uint64_t one = 1;
+    // An eventfd write of 1 cannot fail short of overflow, and the thread is woken by it.
+    [[maybe_unused]] const ssize_t written = ::write(state_->wakeFd, &one, sizeof(one));
+    state_->thread.join();
+  }
+  // Dropped only now: a task's captures may own a source that the thread was still driving.
+  state_->tasks.clear();
+  if (state_->wakeFd >= 0) ::close(state_->wakeFd);
+}
+
+bool IoThread::started() const { return state_->thread.joinable(); }
+
+bool IoThread::isIoThread() const { return state_->threadId.load() == std::this_thread::get_id(); }
+
+bool IoThread::post(std::function<void()> task) {
+  {
+    std::lock_guard lock(state_->mutex);
+    if (state_->stopping) return false;
+    const bool wasEmpty = state_->tasks.empty();
+    state_->tasks.push_back(std::move(task));
+    if (!wasEmpty) return true;  // the thread is already woken for the earlier task
+  }
+  const uint64_t one = 1;
+  [[maybe_unused]] const ssize_t written = ::write(state_->wakeFd, &one, sizeof(one));
+  return true;
+}
+
+void IoThread::wake() {
+  if (state_->wakeFd < 0) return;
+  const uint64_t one = 1;
+  [[maybe_unused]] const ssize_t written = ::write(state_->wakeFd, &one, sizeof(one));
+}
+
+bool IoThread::runAndWait(std::function<void()> task, std::chrono::milliseconds limit) {
+  if (isIoThread()) {
+    task();
+    return true;
+  }
+  struct Done {
+    std::mutex mutex;
+    std::condition_variable changed;
+    bool ran = false;
+  };
+  auto done = std::make_shared<Done>();
+  const bool queued = post([task = std::move(task), done] {
+    task();
+    {
+      std::lock_guard lock(done->mutex);
+      done->ran = true;
+    }
+    done->changed.notify_all();
+  });
+  if (!queued) return false;
+  std::unique_lock lock(done->mutex);
+  return done->changed.wait_for(lock, limit, [&] { return done->ran; });
+}
+
+void IoThread::addSource(Source* source) {
+  if (std::find(state_->sources.begin(), state_->sources.end(), source) == state_->sources.end()) {
+    state_->sources.push_back(source);
+  }
+}
+
+void IoThread::removeSource(Source* source) { std::erase(state_->sources, source); }
+
+void IoThread::run() {
+  std::vector<pollfd> fds;
+  std::vector<std::pair<Source*, std::size_t>> prepared;  // each source and its first descriptor
+  for (;;) {
+    std::deque<std::function<void()>> tasks;
+    {
+      std::lock_guard lock(state_->mutex);
+      if (state_->stopping) return;
+      tasks.swap(state_->tasks);
+    }
+    for (auto& task : tasks) {
+      // A task that throws must not end the thread every other source depends on.
+      try {
+        task();
+      } catch (...) {
+      }
+    }
+    tasks.clear();
+
+    fds.assign(1, pollfd{state_->wakeFd, POLLIN, 0});
+    prepared.clear();
+    std::optional<Clock::time_point> deadline;
+    for (Source* source : state_->sources) {
+      prepared.emplace_back(source, fds.size());
+      source->prepare(fds, deadline);
+    }
+    int timeout = -1;
+    if (deadline) {
+      const auto wait = *deadline - Clock::now();
+      // Rounded up, so that the loop never wakes just before a deadline and spins to it.
+      const auto millis = std::chrono::ceil<std::chrono::milliseconds>(wait).count();
+      timeout = static_cast<int>(std::clamp<long long>(millis, 0, 60'000));
+    }
+    if (::poll(fds.data(), fds.size(), timeout) < 0 && errno != EINTR) {
+      // Only a broken descriptor gets here; a short pause keeps a source that keeps handing
+      // one in from spinning the thread.
+      ::poll(nullptr, 0, 10);
+    }
+    if (fds[0].revents != 0) {
+      uint64_t count = 0;
+      [[maybe_unused]] const ssize_t read = ::read(state_->wakeFd, &count, sizeof(count));
+    }
+    const Clock::time_point now = Clock::now();
+    for (std::size_t i = 0; i < prepared.size(); ++i) {
+      auto [source, first] = prepared[i];
+      // A source removed by an earlier one's dispatch is not called again.
+      if (std::find(state_->sources.begin(), state_->sources.end(), source) == state_->sources.end()) continue;
+      const std::size_t end = i + 1 < prepared.size() ? prepared[i + 1].second : fds.size();
+      source->dispatch(fds.data() + first, end - first, now);
+    }
+  }
+}
+
+}  // namespace zelvo::linux_platform
