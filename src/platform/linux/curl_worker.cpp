@@ -15,6 +15,12 @@ CurlWorker::~CurlWorker() {
 }
 
 void CurlWorker::enqueue(HttpRequest request, HttpCompletion done) {
+  // From a completion, started at once: so that a request a cancelled completion starts is
+  // cancelled before the client's destruction returns.
+  if (io_->isIoThread()) {
+    start(std::move(request), std::move(done));
+    return;
+  }
   const std::string url = request.url;
   auto task = [self = shared_from_this(), request = std::move(request), done]() mutable {
     self->start(std::move(request), std::move(done));

@@ -14,7 +14,14 @@
 
 namespace zelvo::linux_platform {
 
+// Shared with the thread, which may outlive the IoThread object when the last owner lets go
+// of it on the I/O thread itself.
 struct IoThread::State {
+  ~State() {
+    if (wakeFd >= 0) ::close(wakeFd);
+  }
+  void run();
+
   int wakeFd = -1;
   std::thread thread;
   std::atomic<std::thread::id> threadId{};
@@ -31,14 +38,14 @@ IoThread::IoThread() : IoThread(true) {}
 
 std::shared_ptr<IoThread> IoThread::makeStopped() { return std::shared_ptr<IoThread>(new IoThread(false)); }
 
-IoThread::IoThread(bool start) : state_(std::make_unique<State>()) {
+IoThread::IoThread(bool start) : state_(std::make_shared<State>()) {
   if (start) state_->wakeFd = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
   if (state_->wakeFd < 0) {
     state_->stopping = true;
     return;
   }
   try {
-    state_->thread = std::thread([this] { run(); });
+    state_->thread = std::thread([state = state_] { state->run(); });
     state_->threadId.store(state_->thread.get_id());
   } catch (const std::system_error&) {
     state_->stopping = true;
@@ -50,15 +57,17 @@ IoThread::~IoThread() {
     std::lock_guard lock(state_->mutex);
     state_->stopping = true;
   }
-  if (state_->thread.joinable()) {
-    const uint64_t one = 1;
-    // An eventfd write of 1 cannot fail short of overflow, and the thread is woken by it.
-    [[maybe_unused]] const ssize_t written = ::write(state_->wakeFd, &one, sizeof(one));
-    state_->thread.join();
+  if (!state_->thread.joinable()) return;
+  wake();
+  if (isIoThread()) {
+    // The last owner let go from a task or source of this very thread: it ends once that
+    // returns, and takes the state with it.
+    state_->thread.detach();
+    return;
   }
+  state_->thread.join();
   // Dropped only now: a task's captures may own a source that the thread was still driving.
   state_->tasks.clear();
-  if (state_->wakeFd >= 0) ::close(state_->wakeFd);
 }
 
 bool IoThread::started() const { return state_->thread.joinable(); }
@@ -116,29 +125,29 @@ void IoThread::addSource(Source* source) {
 
 void IoThread::removeSource(Source* source) { std::erase(state_->sources, source); }
 
-void IoThread::run() {
+void IoThread::State::run() {
   std::vector<pollfd> fds;
   std::vector<std::pair<Source*, std::size_t>> prepared;  // each source and its first descriptor
   for (;;) {
-    std::deque<std::function<void()>> tasks;
+    std::deque<std::function<void()>> due;
     {
-      std::lock_guard lock(state_->mutex);
-      if (state_->stopping) return;
-      tasks.swap(state_->tasks);
+      std::lock_guard lock(mutex);
+      if (stopping) return;
+      due.swap(tasks);
     }
-    for (auto& task : tasks) {
+    for (auto& task : due) {
       // A task that throws must not end the thread every other source depends on.
       try {
         task();
       } catch (...) {
       }
     }
-    tasks.clear();
+    due.clear();
 
-    fds.assign(1, pollfd{state_->wakeFd, POLLIN, 0});
+    fds.assign(1, pollfd{wakeFd, POLLIN, 0});
     prepared.clear();
     std::optional<Clock::time_point> deadline;
-    for (Source* source : state_->sources) {
+    for (Source* source : sources) {
       prepared.emplace_back(source, fds.size());
       source->prepare(fds, deadline);
     }
@@ -156,13 +165,13 @@ void IoThread::run() {
     }
     if (fds[0].revents != 0) {
       uint64_t count = 0;
-      [[maybe_unused]] const ssize_t read = ::read(state_->wakeFd, &count, sizeof(count));
+      [[maybe_unused]] const ssize_t read = ::read(wakeFd, &count, sizeof(count));
     }
     const Clock::time_point now = Clock::now();
     for (std::size_t i = 0; i < prepared.size(); ++i) {
       auto [source, first] = prepared[i];
       // A source removed by an earlier one's dispatch is not called again.
-      if (std::find(state_->sources.begin(), state_->sources.end(), source) == state_->sources.end()) continue;
+      if (std::find(sources.begin(), sources.end(), source) == sources.end()) continue;
       const std::size_t end = i + 1 < prepared.size() ? prepared[i + 1].second : fds.size();
       source->dispatch(fds.data() + first, end - first, now);
     }

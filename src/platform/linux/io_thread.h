@@ -22,7 +22,8 @@ namespace zelvo::linux_platform {
 //
 // Thread: post(), runAndWait() and isIoThread() from any thread; the Source calls and
 // addSource()/removeSource() on the I/O thread only. Destroy it from another thread, after
-// every source has been removed: the destructor drops the tasks not yet run and joins.
+// every source has been removed: the destructor drops the tasks not yet run and joins. (When
+// the last owner lets go on the I/O thread itself, the thread ends on its own instead.)
 class IoThread {
  public:
   using Clock = std::chrono::steady_clock;
@@ -63,8 +64,7 @@ class IoThread {
  private:
   struct State;
   explicit IoThread(bool start);
-  void run();
-  std::unique_ptr<State> state_;
+  std::shared_ptr<State> state_;
 };
 
 }  // namespace zelvo::linux_platform
