@@ -9,7 +9,7 @@
 #include <utility>
 #include <vector>
 
-#include "tracker/tracker_internal.h"
+#include "tracker/tracker_testing.h"
 #include "zelvo/application_events.h"
 #include "zelvo/testing/testing_platform.h"
 #include "zelvo/zv_tracker.h"
@@ -32,7 +32,7 @@ class TrackerTest : public ::testing::Test {
   TrackerTest();
   // A new tracker on the same platform (the host application restarted).
   void restart();
-  ZVTracker::Internal& in() { return tracker->internal(); }
+  ZVTracker::Internal& in() { return internalsForTesting(*tracker); }
   // Pings sent so far (first sends and resends), oldest first.
   std::vector<std::string> urls() const;
   std::string lastUrl() const;

@@ -31,6 +31,7 @@ std::shared_ptr<Platform> installedPlatform();
 class ZVTracker : public std::enable_shared_from_this<ZVTracker> {
  public:
   using StringList = std::optional<std::vector<std::string>>;
+  // The private part: the components and the properties (src/tracker/tracker_internal.h).
   struct Internal;
 
   // The process-wide tracker, made on first use on the installed platform. It lives for the
@@ -130,11 +131,8 @@ class ZVTracker : public std::enable_shared_from_this<ZVTracker> {
   double initializationTime() const;
   uint64_t logLevel() const;
 
-  // The tracker's internals, for the library's own subsystems and tests.
-  Internal& internal() { return *internal_; }
-  const Internal& internal() const { return *internal_; }
-
  private:
+  friend struct TrackerAccess;
   explicit ZVTracker(std::shared_ptr<Platform> platform);
   std::unique_ptr<Internal> internal_;
 };

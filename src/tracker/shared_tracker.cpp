@@ -1,6 +1,7 @@
 #include <mutex>
 
 #include "tracker/default_platform.h"
+#include "tracker/tracker_access.h"
 #include "tracker/tracker_internal.h"
 
 namespace zelvo {
@@ -44,7 +45,9 @@ std::shared_ptr<ZVTracker> ZVTracker::sharedTracker() {
   return processTracker();
 }
 
-std::shared_ptr<ZelvoConfig> ZelvoConfig::getInstance() { return ZVTracker::sharedTracker()->internal().configuration(); }
+std::shared_ptr<ZelvoConfig> ZelvoConfig::getInstance() { 
+  return TrackerAccess::internal(*ZVTracker::sharedTracker()).configuration();
+}
 
 std::string ZVTracker::getUserAgent() { return userAgentForModel(installedPlatform()->deviceInfo().modelName()); }
 

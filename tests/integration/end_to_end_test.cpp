@@ -19,7 +19,7 @@
 
 #include "integration/local_https_server.h"
 #include "integration/temp_directory.h"
-#include "tracker/tracker_internal.h"
+#include "tracker/tracker_testing.h"
 #include "zelvo/application_events.h"
 #include "zelvo/constants.h"
 #include "zelvo/linux/external_run_loop.h"
@@ -287,7 +287,7 @@ TEST_F(EndToEndTest, OverCapacityAnswerSilencesThePingsThatFollow) {
   app->trackView(home_, "/", "Home");
   ASSERT_TRUE(server_.waitForRequests(1, kWaitLimit));
   // The answer is handled on curl's thread; the next views must come after it.
-  ASSERT_TRUE(eventually([&] { return app->onMain([&] { return app->tracker().internal().ping->lockOutEnd().has_value(); }); }));
+  ASSERT_TRUE(eventually([&] { return app->onMain([&] { return internalsForTesting(app->tracker()).ping->lockOutEnd().has_value(); }); }));
 
   // Each new view pings at once, unless locked out: these two are dropped.
   EXPECT_TRUE(app->trackView(article_, "/a", "A"));
@@ -301,11 +301,11 @@ TEST_F(EndToEndTest, ResignAndBecomeActivePauseAndResumeTheHeartbeat) {
   app->trackView(article_, "/story", "Story");
   const Query first = pingQuery(0);
 
-  std::shared_ptr<Timer> heartbeat = app->onMain([&] { return app->tracker().internal().schedule.dwellTimer(); });
+  std::shared_ptr<Timer> heartbeat = app->onMain([&] { return internalsForTesting(app->tracker()).schedule.dwellTimer(); });
   ASSERT_TRUE(heartbeat);
   postApplicationEvent(app->platform(), ApplicationEvent::kWillResignActive);
   EXPECT_FALSE(heartbeat->isValid());
-  EXPECT_FALSE(app->onMain([&] { return app->tracker().internal().schedule.dwellTimer() != nullptr; }));
+  EXPECT_FALSE(app->onMain([&] { return internalsForTesting(app->tracker()).schedule.dwellTimer() != nullptr; }));
   EXPECT_EQ(app->onMain([&] { return app->tracker().status(); }), 2u);
 
   postApplicationEvent(app->platform(), ApplicationEvent::kDidBecomeActive);
@@ -313,8 +313,8 @@ TEST_F(EndToEndTest, ResignAndBecomeActivePauseAndResumeTheHeartbeat) {
     // The next ping is due 15 heartbeats after the last one; counting all but one of them
     // here lets the next firing, within a second, show that the resumed heartbeat pings
     // without the test waiting 15 s of real time.
-    app->tracker().internal().schedule.setLastIntervalForTesting(14);
-    return app->tracker().internal().schedule.dwellTimer();
+    internalsForTesting(app->tracker()).schedule.setLastIntervalForTesting(14);
+    return internalsForTesting(app->tracker()).schedule.dwellTimer();
   });
   ASSERT_TRUE(resumed);
   EXPECT_NE(resumed, heartbeat);

@@ -3,9 +3,9 @@
 
 #include "sim/line_parsers.h"
 #include "sim/sim_world.h"
-#include "tracker/tracker_internal.h"
 #include "zelvo/application_events.h"
 #include "zelvo/constants.h"
+#include "zelvo/testing/tracker_probes.h"
 
 namespace zelvo::sim {
 namespace {
@@ -228,7 +228,7 @@ const std::map<std::string, ActionParser, std::less<>>& actions() {
       {"config", &configure},
       {"fetchConfig",
        [](FieldReader&) -> Run {
-         return [](SimWorld& world) { world.tracker().internal().configuration()->updateConfigWithComplete({}); };
+         return [](SimWorld& world) { testing::configurationForTesting(world.tracker())->updateConfigWithComplete({}); };
        }},
       {"advance", [](FieldReader&) -> Run { return [](SimWorld&) {}; }},
   };

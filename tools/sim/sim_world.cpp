@@ -3,9 +3,9 @@
 #include <cmath>
 #include <cstdio>
 
-#include "tracker/tracker_internal.h"
 #include "zelvo/application_events.h"
 #include "zelvo/constants.h"
+#include "zelvo/testing/tracker_probes.h"
 
 namespace zelvo::sim {
 namespace {
@@ -103,10 +103,7 @@ std::shared_ptr<SimView> SimWorld::namedView(const std::string& name) {
 void SimWorld::requestStarted(const HttpRequest& request) {
   ++requestsStarted_;
   // The ping object stores a request's record, with its retry number, just before starting it.
-  int retry = 0;
-  if (tracker_ && tracker_->internal().ping) {
-    if (auto record = tracker_->internal().ping->previousRequest(request.url)) retry = record->numRetries;
-  }
+  const int retry = tracker_ ? testing::pingRetriesForTesting(*tracker_, request.url) : 0;
   flushLogs();
   output_.request(now_, request.url, headerOf(request, "User-Agent"), retry);
 }

@@ -1,14 +1,14 @@
 #include <cctype>
 
-#include "platform/common/time_zone.h"
 #include "sim/line_parsers.h"
+#include "zelvo/testing/testing_platform.h"
 
 namespace zelvo::sim {
 namespace {
 
 using nlohmann::json;
+using testing::ZoneCalendar;
 
-constexpr double kUnixSecondsAt2001 = 978307200.0;
 
 std::array<uint8_t, 16> uuidBytes(const json& value, const std::string& field) {
   const std::string text = asString(value, field);
@@ -31,13 +31,13 @@ std::array<uint8_t, 16> uuidBytes(const json& value, const std::string& field) {
 
 // Local midnight of a day in `zone`, in seconds since 2001: the start of the local day that
 // holds the day's local noon, which lies inside the day whatever the zone's offset.
-double localMidnight(const TimeZone& zone, int64_t daysSince2001) {
+double localMidnight(const ZoneCalendar& zone, int64_t daysSince2001) {
   const double utcNoon = static_cast<double>(daysSince2001) * 86400.0 + 43200.0;
-  const double localNoon = utcNoon - zone.utcOffsetAt(utcNoon + kUnixSecondsAt2001);
+  const double localNoon = utcNoon - zone.utcOffsetAt(utcNoon);
   return zone.startOfDay(localNoon);
 }
 
-Date dateValue(const json& value, const std::string& field, const TimeZone& zone) {
+Date dateValue(const json& value, const std::string& field, const ZoneCalendar& zone) {
   if (value.is_number()) return Date{value.get<double>()};
   if (value.is_string()) {
     const std::string text = value.get<std::string>();
@@ -48,7 +48,7 @@ Date dateValue(const json& value, const std::string& field, const TimeZone& zone
 }
 
 // {"string":..}, {"int":..}, {"double":..}, {"bool":..}, {"date":..}, {"array":[..]}, {"dict":{..}}
-Value typedValue(const json& value, const std::string& field, const TimeZone& zone) {
+Value typedValue(const json& value, const std::string& field, const ZoneCalendar& zone) {
   if (!value.is_object() || value.size() != 1) {
     throw FieldError{field, "must be a typed value: an object with one of string, int, double, bool, date, array, dict"};
   }
@@ -96,8 +96,8 @@ World parseWorld(FieldReader& fields) {
   world.start = *start;
 
   if (const json* tz = fields.find("tz")) world.tz = asString(*tz, "tz");
-  const std::optional<TimeZone> zone = TimeZone::load(world.tz);
-  if (!zone) throw FieldError{"tz", "unknown time zone \"" + world.tz + "\""};
+  const ZoneCalendar zone(world.tz);
+  if (!zone.ok()) throw FieldError{"tz", "unknown time zone \"" + world.tz + "\""};
 
   if (const json* seed = fields.find("seed")) world.seed = asUnsigned(*seed, "seed", UINT64_MAX);
   if (const json* uuids = fields.find("uuids")) {
@@ -116,7 +116,7 @@ World parseWorld(FieldReader& fields) {
   }
   if (const json* store = fields.find("store")) {
     for (const auto& [key, value] : asObject(*store, "store").items()) {
-      world.store.emplace(key, typedValue(value, "store." + key, *zone));
+      world.store.emplace(key, typedValue(value, "store." + key, zone));
     }
   }
   return world;

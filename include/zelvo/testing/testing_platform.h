@@ -40,6 +40,8 @@ class ZoneCalendar : public Calendar {
   ~ZoneCalendar() override;
   bool ok() const;
   double startOfDay(double instant) const override;
+  // Seconds east of UTC in effect at `instant` (seconds since 2001).
+  double utcOffsetAt(double instant) const;
   // Switches to another zone, with the same fallback. Thread: any.
   void setZone(const std::string& zoneName);
 

@@ -33,4 +33,10 @@ double ZoneCalendar::startOfDay(double instant) const {
   return zone_->zone.startOfDay(instant);
 }
 
+double ZoneCalendar::utcOffsetAt(double instant) const {
+  constexpr double kUnixSecondsAt2001 = 978307200.0;
+  std::lock_guard lock(zone_->mutex);
+  return zone_->zone.utcOffsetAt(instant + kUnixSecondsAt2001);
+}
+
 }  // namespace zelvo::testing
