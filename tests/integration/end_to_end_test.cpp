@@ -19,7 +19,6 @@
 
 #include "integration/local_https_server.h"
 #include "integration/temp_directory.h"
-#include "tracker/tracker_testing.h"
 #include "zelvo/application_events.h"
 #include "zelvo/constants.h"
 #include "zelvo/linux/external_run_loop.h"
@@ -262,68 +261,26 @@ TEST_F(EndToEndTest, AddsTwoThreadsAtMostAndJoinsThemAll) {
   EXPECT_TRUE(eventually([&] { return threadCount() == before; })) << threadCount() - before << " left";
 }
 
-TEST_F(EndToEndTest, RestartKeepsTheUserTokenAndTheSiteVisit) {
-  Query first;
-  {
-    auto app = launch(storePath_);
-    app->trackView(home_, "/", "Home");
-    first = pingQuery(0);
-  }  // the application exits; its store is written out on the way
-  auto app = launch(storePath_);
-  app->trackView(article_, "/story", "Story");
-  const Query second = pingQuery(1);
-  ASSERT_TRUE(first.contains("u") && first.contains("sv"));
-  EXPECT_EQ(second.at("u"), first.at("u"));
-  EXPECT_EQ(second.at("sv"), first.at("sv"));
-  EXPECT_EQ(second.at("sd"), "2");
-  EXPECT_NE(second.at("t"), first.at("t"));
-  // A new process has a new ping object, which sends the app referrer again.
-  EXPECT_TRUE(second.contains("r"));
-}
-
-TEST_F(EndToEndTest, OverCapacityAnswerSilencesThePingsThatFollow) {
-  server_.script({Reply{503}});
+// A 500 is resent from curl's thread, the 503 to the resend locks the next views out.
+TEST_F(EndToEndTest, ResendAndLockOutOverCurl) {
+  server_.script({Reply{500}, Reply{503}});
   auto app = launch(storePath_);
   app->trackView(home_, "/", "Home");
-  ASSERT_TRUE(server_.waitForRequests(1, kWaitLimit));
+  ASSERT_TRUE(server_.waitForRequests(2, kWaitLimit));
+  EXPECT_EQ(server_.requests()[1].target, server_.requests()[0].target);
   // The answer is handled on curl's thread; the next views must come after it.
-  ASSERT_TRUE(eventually([&] { return app->onMain([&] { return internalsForTesting(app->tracker()).ping->lockOutEnd().has_value(); }); }));
+  ASSERT_TRUE(eventually([&] {
+    for (const std::string& line : log_->lines()) {
+      if (line.starts_with("[ZV]:Site over capacity, lock out until: ")) return true;
+    }
+    return false;
+  }));
 
   // Each new view pings at once, unless locked out: these two are dropped.
   EXPECT_TRUE(app->trackView(article_, "/a", "A"));
   EXPECT_TRUE(app->trackView(home_, "/b", "B"));
-  EXPECT_FALSE(server_.waitForRequests(2, kQuietPeriod));
+  EXPECT_FALSE(server_.waitForRequests(3, kQuietPeriod));
   EXPECT_EQ(log_->count("[ZV]:Lock out mode, not sending pings"), 2u);
-}
-
-TEST_F(EndToEndTest, ResignAndBecomeActivePauseAndResumeTheHeartbeat) {
-  auto app = launch(storePath_);
-  app->trackView(article_, "/story", "Story");
-  const Query first = pingQuery(0);
-
-  std::shared_ptr<Timer> heartbeat = app->onMain([&] { return internalsForTesting(app->tracker()).schedule.dwellTimer(); });
-  ASSERT_TRUE(heartbeat);
-  postApplicationEvent(app->platform(), ApplicationEvent::kWillResignActive);
-  EXPECT_FALSE(heartbeat->isValid());
-  EXPECT_FALSE(app->onMain([&] { return internalsForTesting(app->tracker()).schedule.dwellTimer() != nullptr; }));
-  EXPECT_EQ(app->onMain([&] { return app->tracker().status(); }), 2u);
-
-  postApplicationEvent(app->platform(), ApplicationEvent::kDidBecomeActive);
-  std::shared_ptr<Timer> resumed = app->onMain([&] {
-    // The next ping is due 15 heartbeats after the last one; counting all but one of them
-    // here lets the next firing, within a second, show that the resumed heartbeat pings
-    // without the test waiting 15 s of real time.
-    internalsForTesting(app->tracker()).schedule.setLastIntervalForTesting(14);
-    return internalsForTesting(app->tracker()).schedule.dwellTimer();
-  });
-  ASSERT_TRUE(resumed);
-  EXPECT_NE(resumed, heartbeat);
-  EXPECT_TRUE(resumed->isValid());
-
-  const Query afterResume = pingQuery(1);
-  ASSERT_TRUE(afterResume.contains("t"));
-  EXPECT_EQ(afterResume.at("t"), first.at("t"));  // the same view session goes on
-  EXPECT_TRUE(afterResume.contains("n"));         // and its first ping after the pause is full
 }
 
 // --- Bad input on the disk: the tracker starts, tracks, pings, and never throws. How the

@@ -3,10 +3,6 @@
 // machine's own interfaces, routes or addresses) is ever touched, and no packet is sent.
 
 #include <gtest/gtest.h>
-#include <linux/if_link.h>
-#include <linux/rtnetlink.h>
-#include <linux/veth.h>
-#include <net/if.h>
 #include <poll.h>
 #include <sched.h>
 #include <signal.h>
@@ -16,12 +12,12 @@
 
 #include <chrono>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <functional>
 #include <string>
 #include <vector>
 
-#include "platform/linux/rtnetlink.h"
 #include "zelvo/linux/netlink_reachability_source.h"
 #include "zelvo/testing/testing_platform.h"
 #include "zelvo/zv_tracker.h"
@@ -32,12 +28,6 @@ namespace {
 using namespace reachability_flags;
 using Clock = std::chrono::steady_clock;
 
-constexpr uint8_t kDummyAddress[4] = {10, 77, 0, 2};
-constexpr uint8_t kGateway[4] = {10, 77, 0, 1};
-constexpr uint8_t kLinkLocalAddress[4] = {169, 254, 3, 4};
-constexpr const char* kInterface = "zvd0";
-constexpr const char* kVethPeer = "zvd1";
-
 // What the child reports: nothing for success, "SKIP: ..." or the failed checks.
 struct ChildReport {
   std::vector<std::string> failures;
@@ -47,91 +37,11 @@ struct ChildReport {
   }
 };
 
-// Network set-up inside the namespace, through rtnetlink requests that ask for an
-// acknowledgement. Each answers the kernel's error number (0: done).
-class NamespaceNetwork {
- public:
-  explicit NamespaceNetwork(RtnetlinkSocket socket) : socket_(std::move(socket)) {}
-
-  int setUp(const char* name) {
-    ifinfomsg link{};
-    link.ifi_index = static_cast<int>(::if_nametoindex(name));
-    link.ifi_flags = IFF_UP;
-    link.ifi_change = IFF_UP;
-    return request(RTM_NEWLINK, 0, netlinkBytesOf(link), {});
-  }
-
-  // A dummy interface, or where the dummy driver is missing a veth pair (its peer stays in
-  // the namespace too); an error when neither can be made.
-  int addInterface() {
-    if (addLink("dummy", {}) == 0) return 0;
-    ifinfomsg peer{};
-    std::vector<uint8_t> peerInfo(netlinkBytesOf(peer).begin(), netlinkBytesOf(peer).end());
-    appendNetlinkAttribute(peerInfo, IFLA_IFNAME, nameBytes(kVethPeer));
-    std::vector<uint8_t> data;
-    appendNetlinkAttribute(data, VETH_INFO_PEER, peerInfo);
-    const int error = addLink("veth", data);
-    if (error == 0) vethPeer_ = true;
-    return error;
-  }
-
-  int bringUpInterface() {
-    const int error = setUp(kInterface);
-    return error != 0 || !vethPeer_ ? error : setUp(kVethPeer);
-  }
-
-  int addAddress(const uint8_t (&address)[4], uint8_t prefix) {
-    ifaddrmsg message{};
-    message.ifa_family = AF_INET;
-    message.ifa_prefixlen = prefix;
-    message.ifa_index = ::if_nametoindex(kInterface);
-    std::vector<uint8_t> attributes;
-    appendNetlinkAttribute(attributes, IFA_LOCAL, address);
-    appendNetlinkAttribute(attributes, IFA_ADDRESS, address);
-    return request(RTM_NEWADDR, NLM_F_CREATE | NLM_F_EXCL, netlinkBytesOf(message), attributes);
-  }
-
-  int addDefaultRoute() { return defaultRoute(RTM_NEWROUTE, NLM_F_CREATE | NLM_F_EXCL); }
-  int deleteDefaultRoute() { return defaultRoute(RTM_DELROUTE, 0); }
-
- private:
-  static std::span<const uint8_t> nameBytes(const char* name) {
-    return {reinterpret_cast<const uint8_t*>(name), std::strlen(name) + 1};
-  }
-
-  int addLink(const char* kind, std::span<const uint8_t> kindData) {
-    std::vector<uint8_t> info;
-    appendNetlinkAttribute(info, IFLA_INFO_KIND, nameBytes(kind));
-    if (!kindData.empty()) appendNetlinkAttribute(info, IFLA_INFO_DATA, kindData);
-    std::vector<uint8_t> attributes;
-    appendNetlinkAttribute(attributes, IFLA_IFNAME, nameBytes(kInterface));
-    appendNetlinkAttribute(attributes, IFLA_LINKINFO, info);
-    ifinfomsg link{};
-    return request(RTM_NEWLINK, NLM_F_CREATE | NLM_F_EXCL, netlinkBytesOf(link), attributes);
-  }
-
-  int defaultRoute(uint16_t type, uint16_t flags) {
-    rtmsg route{};
-    route.rtm_family = AF_INET;
-    route.rtm_table = RT_TABLE_MAIN;
-    route.rtm_protocol = RTPROT_BOOT;
-    route.rtm_scope = RT_SCOPE_UNIVERSE;
-    route.rtm_type = RTN_UNICAST;
-    const uint32_t index = ::if_nametoindex(kInterface);
-    std::vector<uint8_t> attributes;
-    appendNetlinkAttribute(attributes, RTA_GATEWAY, kGateway);
-    appendNetlinkAttribute(attributes, RTA_OIF, netlinkBytesOf(index));
-    return request(type, flags, netlinkBytesOf(route), attributes);
-  }
-
-  int request(uint16_t type, uint16_t flags, std::span<const uint8_t> header, std::span<const uint8_t> attributes) {
-    return socket_.exchange(type, static_cast<uint16_t>(flags | NLM_F_ACK), header, attributes, [](const auto&) {})
-        .value_or(-1);
-  }
-
-  RtnetlinkSocket socket_;
-  bool vethPeer_ = false;
-};
+// Changes the namespace's network with iproute2 (in /usr/sbin, off a user's path); whether it
+// worked.
+bool ip(const std::string& arguments) {
+  return std::system(("PATH=\"$PATH:/usr/sbin:/sbin\" ip " + arguments + " >/dev/null 2>&1").c_str()) == 0;
+}
 
 // Runs the main run loop (in real time, bounded) until `done` holds.
 bool waitUntil(zelvo::testing::ManualRunLoop& loop, const std::function<bool()>& done, double seconds = 5.0) {
@@ -144,13 +54,15 @@ bool waitUntil(zelvo::testing::ManualRunLoop& loop, const std::function<bool()>&
 }
 
 // Everything a test body needs inside its namespace: the main run loop of the child, a log,
-// and the namespace's one interface with 10.77.0.2/24, already up.
+// and the namespace's one interface zvd0 with 10.77.0.2/24, already up.
 struct Namespace {
-  Namespace(NamespaceNetwork& network, ChildReport& report) : network(network), report(report) {}
+  explicit Namespace(ChildReport& report) : report(report) {}
+  bool addDefaultRoute() { return ip("route add default via 10.77.0.1 dev zvd0"); }
+  bool deleteDefaultRoute() { return ip("route del default dev zvd0"); }
+  bool addLinkLocalAddress() { return ip("addr add 169.254.3.4/16 dev zvd0"); }
   zelvo::testing::VirtualClock clock;
   zelvo::testing::ManualRunLoop loop{clock};
   zelvo::testing::CapturingLogSink log;
-  NamespaceNetwork& network;
   ChildReport& report;
 };
 
@@ -167,22 +79,18 @@ void runInPrivateNetworkNamespace(const std::function<void(Namespace&)>& body) {
     ChildReport report;
     // Nothing is changed unless the namespace is certainly our own.
     const bool isolated = ::unshare(CLONE_NEWNET) == 0;
-    auto socket = isolated ? RtnetlinkSocket::open() : std::nullopt;
     if (!isolated) {
       report.skipped = std::string("network namespaces are not permitted here: ") + std::strerror(errno);
-    } else if (!socket) {
-      report.skipped = "netlink cannot be opened in the namespace";
+    } else if (!ip("link set lo up")) {
+      report.skipped = "iproute2's ip does not work here";
+    } else if (!ip("link add zvd0 type dummy") && !ip("link add zvd0 type veth peer name zvd1")) {
+      report.skipped = "neither a dummy nor a veth interface can be made";
     } else {
-      NamespaceNetwork network(std::move(*socket));
-      if (const int error = network.addInterface(); error != 0) {
-        report.skipped = std::string("neither a dummy nor a veth interface can be made: ") + std::strerror(error);
-      } else {
-        report.check(network.setUp("lo") == 0, "lo up");
-        report.check(network.bringUpInterface() == 0, "interface up");
-        report.check(network.addAddress(kDummyAddress, 24) == 0, "address 10.77.0.2/24");
-        Namespace space(network, report);
-        if (report.failures.empty()) body(space);
-      }
+      // A veth's peer stays in the namespace too, and must be up for the link to be.
+      report.check(ip("link set zvd0 up") && (!ip("link show zvd1") || ip("link set zvd1 up")), "interface up");
+      report.check(ip("addr add 10.77.0.2/24 dev zvd0"), "address 10.77.0.2/24");
+      Namespace space(report);
+      if (report.failures.empty()) body(space);
     }
     std::string text = report.skipped.empty() ? "" : "SKIP: " + report.skipped;
     for (const std::string& failure : report.failures) text += "failed: " + failure + "\n";
@@ -244,7 +152,7 @@ TEST(NetlinkReachability, FollowsDefaultRouteAndLinkLocalAddressesInANamespace) 
     });
     report.check(internet->scheduleOnMainRunLoop(), "scheduled");
 
-    report.check(ns.network.addDefaultRoute() == 0, "default route added");
+    report.check(ns.addDefaultRoute(), "default route added");
     report.check(waitUntil(ns.loop, [&] { return changes >= 1; }), "callback after the route appeared");
     report.check(internet->flags() == kReachable, "default route: reachable");
 
@@ -257,17 +165,17 @@ TEST(NetlinkReachability, FollowsDefaultRouteAndLinkLocalAddressesInANamespace) 
                  "host name resolved in the background and routed on the link");
 
     const int before = changes;
-    report.check(ns.network.deleteDefaultRoute() == 0, "default route deleted");
+    report.check(ns.deleteDefaultRoute(), "default route deleted");
     report.check(waitUntil(ns.loop, [&] { return changes > before; }), "callback after the route went");
     report.check(internet->flags() == 0u, "no default route again: not reachable");
 
-    report.check(ns.network.addAddress(kLinkLocalAddress, 16) == 0, "link-local address added");
+    report.check(ns.addLinkLocalAddress(), "link-local address added");
     report.check(linkLocal->flags() == (kReachable | kIsDirect), "link-local network: reachable and direct");
 
     // Unscheduled: later changes are not called back, even those already under way.
     internet->unscheduleFromMainRunLoop();
     const int settled = changes;
-    report.check(ns.network.addDefaultRoute() == 0, "default route added again");
+    report.check(ns.addDefaultRoute(), "default route added again");
     waitUntil(ns.loop, [] { return false; }, 0.3);
     report.check(changes == settled, "no callback once unscheduled");
 
@@ -292,16 +200,16 @@ TEST(NetlinkReachability, UdpConnectFallbackFollowsRoutesInANamespace) {
     report.check(linkLocal->flags() == 0u, "no link-local address yet");
     report.check(source->targetForAddress(ipv4({10, 77, 0, 9}))->flags() == kReachable, "on-link address routed");
 
-    report.check(ns.network.addDefaultRoute() == 0, "default route added");
+    report.check(ns.addDefaultRoute(), "default route added");
     report.check(internet->flags() == kReachable, "default route: reachable");
-    report.check(ns.network.addAddress(kLinkLocalAddress, 16) == 0, "link-local address added");
+    report.check(ns.addLinkLocalAddress(), "link-local address added");
     report.check(linkLocal->flags() == (kReachable | kIsDirect), "link-local network: reachable and direct");
 
     // Without netlink the watcher reads the scheduled targets every two seconds.
     int changes = 0;
     internet->setCallback([&] { ++changes; });
     report.check(internet->scheduleOnMainRunLoop(), "scheduled");
-    report.check(ns.network.deleteDefaultRoute() == 0, "default route deleted");
+    report.check(ns.deleteDefaultRoute(), "default route deleted");
     report.check(waitUntil(ns.loop, [&] { return changes == 1; }), "callback after the route went");
     report.check(internet->flags() == 0u, "not reachable again");
   });
@@ -322,7 +230,7 @@ TEST(NetlinkReachability, WatchesTheSocketGivenForTesting) {
     report.check(internet->scheduleOnMainRunLoop(), "scheduled");
 
     // The kernel's own announcement does not reach the given socket: no reading, no change.
-    report.check(ns.network.addDefaultRoute() == 0, "default route added");
+    report.check(ns.addDefaultRoute(), "default route added");
     waitUntil(ns.loop, [] { return false; }, 0.3);
     report.check(changes == 0, "nothing read before a message arrives");
     const char message[] = "any message";
@@ -359,13 +267,13 @@ TEST(NetlinkReachability, TheTrackerPingsOnlyWhileADefaultRouteExists) {
     tracker->trackView(std::make_shared<SimpleView>(), std::string("/a"), std::string("A"));
     report.check(platform->http().requestCount() == 0, "no default route: the view's ping stays home");
 
-    report.check(ns.network.addDefaultRoute() == 0, "default route added");
+    report.check(ns.addDefaultRoute(), "default route added");
     platform->advance(15);
     report.check(platform->http().requestCount() == 1, "with a default route the heartbeat pings");
-    report.check(ns.network.deleteDefaultRoute() == 0, "default route deleted");
+    report.check(ns.deleteDefaultRoute(), "default route deleted");
     platform->advance(15);
     report.check(platform->http().requestCount() == 1, "the route gone: no ping");
-    report.check(ns.network.addDefaultRoute() == 0, "default route added again");
+    report.check(ns.addDefaultRoute(), "default route added again");
     platform->advance(15);
     report.check(platform->http().requestCount() == 2, "the route back: the pings resume");
   });
