@@ -13,6 +13,7 @@
 #include "ping_test_support.h"
 #include "zelvo/constants.h"
 #include "zelvo/testing/testing_platform.h"
+#include "zelvo/zv_status.h"
 
 namespace zelvo {
 namespace {
@@ -72,11 +73,14 @@ TEST_F(PingTransportTest, A503DuringALockOutMovesItsEndAndTheErrorMarkWaitsForTh
   EXPECT_EQ(ping_->lockOutEnd(), kStart + 900.0);
   platform_->virtualClock().set(kStart + 899.999);
   EXPECT_EQ(track(), 0u);
+  EXPECT_EQ(ping_->status().snapshot().skippedLockedOut, 2u);
+  EXPECT_EQ(ping_->status().snapshot().lockOutEnd, kStart + 900.0);
 
   http().enqueueStatuses({200});
   platform_->virtualClock().set(kStart + 900.0);
   EXPECT_EQ(track(), 1u);
   EXPECT_FALSE(ping_->lockOutEnd());
+  EXPECT_FALSE(ping_->status().snapshot().lockOutEnd.has_value());
   EXPECT_NE(url(2).find("&n="), std::string::npos) << "full: the 404's mark";
   EXPECT_FALSE(ping_->lastWasError());
 }
