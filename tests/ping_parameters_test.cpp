@@ -75,6 +75,7 @@ TEST(PingParametersTest, KeysAndTheirOrder) {
   p = build(Arguments{}, true);
   for (const char* key : {"h", "d", "u", "t", "p", "f", "i", "g0", "g1", "g2", "V", "r"}) EXPECT_EQ(valueOf(p, key), "") << key;
   for (const char* key : {"sd", "_acct", "v", "D", "_s"}) EXPECT_EQ(p.find(key), nullptr) << key;
+  EXPECT_EQ(valueOf(p, "R") + valueOf(p, "W") + valueOf(p, "I"), "001") << "neither read nor written: idle";
 }
 
 TEST(PingParametersTest, ValuesAtTheEdges) {
