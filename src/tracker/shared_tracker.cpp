@@ -1,6 +1,6 @@
 #include <mutex>
 
-#include "tracker/default_platform.h"
+#include "common/default_platform.h"
 #include "tracker/tracker_access.h"
 #include "tracker/tracker_internal.h"
 

@@ -4,7 +4,6 @@
 
 #include "platform/linux/endpoint.h"
 #include "platform/linux/io_thread.h"
-#include "tracker/default_platform.h"
 #include "zelvo/linux/always_reachable_source.h"
 #include "zelvo/linux/stderr_log_sink.h"
 #include "zelvo/linux/thread_run_loop.h"
@@ -71,9 +70,3 @@ LinuxPlatform::~LinuxPlatform() {
 }
 
 }  // namespace zelvo::linux_platform
-
-namespace zelvo {
-
-std::shared_ptr<Platform> makeDefaultPlatform() { return std::make_shared<linux_platform::LinuxPlatform>(); }
-
-}  // namespace zelvo
