@@ -19,6 +19,7 @@
 
 #include "common/temp_directory.h"
 #include "baseline_ratio.h"
+#include "platform/linux/url_acceptance.h"
 #include "zelvo/linux/external_run_loop.h"
 #include "zelvo/linux/linux_platform.h"
 #include "zelvo/zv_tracker.h"
@@ -34,6 +35,8 @@ class SilentHttpClient : public HttpClient {
  public:
   void startGet(HttpRequest, HttpCompletion) override {}
   std::optional<std::string> fetch(const std::string&) override { return std::nullopt; }
+  // The real client's check: it is part of each ping's cost.
+  bool acceptsUrl(std::string_view url) const override { return linux_platform::acceptsHttpsUrl(url); }
 };
 
 // Says every target is reachable, so that the tracker builds and sends each ping whatever the

@@ -3,7 +3,6 @@
 
 #include "common/format.h"
 #include "ping/date_text.h"
-#include "ping/url_check.h"
 #include "ping/zv_ping.h"
 #include "zelvo/constants.h"
 
@@ -39,7 +38,7 @@ ZVPing::ZVPing(std::shared_ptr<Platform> platform, std::shared_ptr<const LogGate
 
 void ZVPing::sendPing(PingParameters params, std::string userAgent, int numRetry) {
   std::string url = getPingUrl(params);
-  if (!isValidPingUrl(url)) {
+  if (!platform_->httpClient().acceptsUrl(url)) {
     gate_->error([&] { return "[ZV]:Dropping ping, its URL is not valid: " + url; });
     status_->record({ZVPingOutcome::Kind::kFailed, url, 0, "not sent: the URL is not a valid https URL"});
     return;

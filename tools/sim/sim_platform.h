@@ -32,6 +32,7 @@ class SimPlatform : public testing::TestingPlatform {
       inner_.startGet(std::move(request), std::move(done));
     }
     std::optional<std::string> fetch(const std::string& url) override { return inner_.fetch(url); }
+    bool acceptsUrl(std::string_view url) const override { return inner_.acceptsUrl(url); }
 
    private:
     HttpClient& inner_;

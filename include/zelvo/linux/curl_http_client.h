@@ -71,6 +71,8 @@ class CurlHttpClient : public HttpClient {
   void startGet(HttpRequest request, HttpCompletion done) override;
   // Blocks the calling thread (any but the main thread) for up to 60 seconds.
   std::optional<std::string> fetch(const std::string& url) override;
+  // curl's URL parser reads it without change, host and port included; see url_acceptance.h.
+  bool acceptsUrl(std::string_view url) const override;
 
   // Why the options cannot be used (a malformed endpoint), or nothing. Such a client sends
   // nothing: every request fails with this text. Thread: any.

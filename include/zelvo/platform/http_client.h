@@ -3,6 +3,7 @@
 #include <functional>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <variant>
 #include <vector>
@@ -50,6 +51,10 @@ class HttpClient {
   // A blocking GET with default timeout and no headers of our own: the body of a 2xx
   // answer, or nothing for any failure or other status. Thread: any but the main thread.
   virtual std::optional<std::string> fetch(const std::string& url) = 0;
+  // Whether startGet() would send `url` to the server exactly as written, as this client's
+  // own URL parser reads it. The library drops a ping whose URL is refused (with a log line)
+  // rather than have the server read something else than what was built. Thread: any.
+  virtual bool acceptsUrl(std::string_view url) const = 0;
 };
 
 }  // namespace zelvo

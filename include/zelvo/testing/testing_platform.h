@@ -151,6 +151,8 @@ class ScriptedHttpClient : public HttpClient {
 
   void startGet(HttpRequest request, HttpCompletion done) override;
   std::optional<std::string> fetch(const std::string& url) override;
+  // A small portable check, never looser than the curl client's (see url_characters.h).
+  bool acceptsUrl(std::string_view url) const override;
 
   // Appends answers to the queue; every request started takes the next one.
   void enqueue(Answer answer);

@@ -9,6 +9,7 @@
 #include "platform/linux/endpoint.h"
 #include "platform/linux/curl_worker.h"
 #include "platform/linux/io_thread.h"
+#include "platform/linux/url_acceptance.h"
 
 namespace zelvo::linux_platform {
 namespace {
@@ -66,5 +67,7 @@ std::optional<std::string> CurlHttpClient::fetch(const std::string& url) {
   }
   return std::move(transfer.body());
 }
+
+bool CurlHttpClient::acceptsUrl(std::string_view url) const { return acceptsHttpsUrl(url); }
 
 }  // namespace zelvo::linux_platform

@@ -5,6 +5,8 @@
 
 #include "zelvo/testing/testing_platform.h"
 
+#include "platform/common/url_characters.h"
+
 namespace zelvo::testing {
 namespace {
 // Completions that keep starting requests (a retry loop answered by a default answer) would
@@ -124,6 +126,8 @@ std::optional<std::string> ScriptedHttpClient::fetch(const std::string& url) {
   if (it == impl_->fetchResults.end()) return std::nullopt;
   return it->second;
 }
+
+bool ScriptedHttpClient::acceptsUrl(std::string_view url) const { return isPlainHttpsUrl(url); }
 
 void ScriptedHttpClient::enqueue(Answer answer) {
   std::lock_guard lock(impl_->mutex);

@@ -1,0 +1,63 @@
+#include "platform/common/url_characters.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <string>
+
+namespace zelvo {
+namespace {
+
+bool isAsciiLetter(char c) { return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z'); }
+bool isDigit(char c) { return c >= '0' && c <= '9'; }
+bool isHex(char c) { return isDigit(c) || (c >= 'A' && c <= 'F') || (c >= 'a' && c <= 'f'); }
+
+// Unreserved, sub-delims and ":@/?". By comparison, not isalnum(), so that no locale takes a
+// Latin-1 byte for a letter.
+bool isUrlCharacter(char c) {
+  return isAsciiLetter(c) || isDigit(c) || std::string_view("-._~!$&'()*+,;=:@/?").find(c) != std::string_view::npos;
+}
+
+}  // namespace
+
+bool holdsOnlyUrlCharacters(std::string_view text) {
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    if (isUrlCharacter(text[i])) continue;
+    if (text[i] != '%' || text.size() - i < 3 || !isHex(text[i + 1]) || !isHex(text[i + 2])) return false;
+    i += 2;
+  }
+  return true;
+}
+
+bool isPlainHttpsUrl(std::string_view url) {
+  constexpr std::string_view kScheme = "https://";
+  if (url.size() < kScheme.size() ||
+      !std::equal(kScheme.begin(), kScheme.end(), url.begin(),
+                  [](char want, char c) { return want == (c >= 'A' && c <= 'Z' ? c - 'A' + 'a' : c); })) {
+    return false;
+  }
+  url.remove_prefix(kScheme.size());
+  const std::string_view authority = url.substr(0, url.find_first_of("/?#"));
+  const std::string_view rest = url.substr(authority.size());
+  const std::string_view host = authority.substr(0, authority.find(':'));
+  const bool hostOk = std::any_of(host.begin(), host.end(), isAsciiLetter) &&
+                      std::all_of(host.begin(), host.end(), [](char c) { return isAsciiLetter(c) || isDigit(c) || c == '-' || c == '.'; });
+  if (!hostOk) return false;
+  if (host.size() < authority.size()) {
+    const std::string_view port = authority.substr(host.size() + 1);
+    if (port.empty() || port.size() > 5 || port[0] == '0' || !std::all_of(port.begin(), port.end(), isDigit) ||
+        std::stoi(std::string(port)) > 65535) {
+      return false;
+    }
+  }
+  // curl would drop dot segments ("/a/../b" asks for "/b").
+  const std::string_view path = rest.substr(0, rest.find_first_of("?#"));
+  for (std::size_t dot = path.find("/."); dot != std::string_view::npos; dot = path.find("/.", dot + 1)) {
+    const std::string_view after = path.substr(dot + 2);
+    if (after.empty() || after[0] == '/' || after == "." || after.substr(0, 2) == "./") return false;
+  }
+  const std::size_t hash = rest.find('#');
+  return holdsOnlyUrlCharacters(rest.substr(0, hash)) &&
+         (hash == std::string_view::npos || holdsOnlyUrlCharacters(rest.substr(hash + 1)));
+}
+
+}  // namespace zelvo
