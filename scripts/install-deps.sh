@@ -1,11 +1,13 @@
 #!/usr/bin/env bash
 # Installs the Debian packages the build, the tests and the demo need, and only those missing.
+# With the argument "fuzz", also the compiler of the fuzz preset (clang with libFuzzer).
 set -euo pipefail
 packages=(
   build-essential cmake ninja-build pkg-config git ca-certificates openssl
   libcurl4-openssl-dev libsqlite3-dev nlohmann-json3-dev libssl-dev libcpp-httplib-dev
-  libgtest-dev libgmock-dev libbenchmark-dev iproute2 util-linux locales tzdata libglib2.0-dev
+  libgtest-dev libgmock-dev libbenchmark-dev libmnl-dev iproute2 util-linux locales tzdata libglib2.0-dev
 )
+[ "${1:-}" = fuzz ] && packages+=(clang libclang-rt-dev)
 missing=()
 for p in "${packages[@]}"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q 'install ok installed' || missing+=("$p")

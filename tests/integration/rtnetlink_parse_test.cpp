@@ -35,7 +35,7 @@ TEST(RtnetlinkParse, EncodedAttributesAndMessagesReadBack) {
   std::vector<uint8_t> attributes;
   const std::string odd = "abcde";  // not a multiple of the alignment: padding follows
   appendNetlinkAttribute(attributes, RTA_DST, {reinterpret_cast<const uint8_t*>(odd.data()), odd.size()});
-  appendNetlinkAttribute(attributes, RTA_MULTIPATH, nested);
+  appendNetlinkAttribute(attributes, RTA_MULTIPATH | NLA_F_NESTED, nested);  // the flag is not the type
   std::vector<uint8_t> datagram = routeMessage(RTM_NEWROUTE, 5, attributes);
   const std::vector<uint8_t> done = routeMessage(NLMSG_DONE, 5, {});
   datagram.insert(datagram.end(), done.begin(), done.end());
@@ -66,8 +66,9 @@ TEST(RtnetlinkParse, TruncatedOrLyingInputYieldsOnlyWholeParts) {
   for (std::size_t length = 0; length < message.size(); ++length) {
     EXPECT_TRUE(splitNetlinkMessages(std::span(message).first(length)).empty()) << length;
   }
-  // A message that claims to be shorter than its own header, or longer than the datagram.
-  for (const uint32_t claimed : {uint32_t{4}, static_cast<uint32_t>(message.size() + 4)}) {
+  // A message that claims to be shorter than its own header, or longer than the datagram (also
+  // by 4 GiB less 16 bytes, negative as a signed int).
+  for (const uint32_t claimed : {uint32_t{4}, static_cast<uint32_t>(message.size() + 4), uint32_t{0xFFFFFFF0}}) {
     std::vector<uint8_t> lying = message;
     std::memcpy(lying.data(), &claimed, sizeof(claimed));
     EXPECT_TRUE(splitNetlinkMessages(lying).empty()) << claimed;

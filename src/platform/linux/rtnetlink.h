@@ -19,14 +19,16 @@ struct NetlinkMessage {
 
 // One route attribute; `data` points into the message.
 struct NetlinkAttribute {
-  uint16_t type = 0;
+  uint16_t type = 0;  // without the nested and byte-order flag bits
   std::span<const uint8_t> data;
 };
 
-// The messages of a datagram, in order; a malformed tail is dropped.
+// The messages of a datagram, in order; a malformed tail is dropped. The datagram must start
+// 4-byte aligned, as any buffer from new or malloc does; read through libmnl.
 std::vector<NetlinkMessage> splitNetlinkMessages(std::span<const uint8_t> datagram);
 // The attributes that follow a fixed header of `headerSize` bytes (rounded up to the netlink
-// alignment) in `payload`; a malformed tail is dropped. Nested attributes: headerSize 0.
+// alignment) in `payload`; a malformed tail is dropped. Nested attributes: headerSize 0. The
+// payload of a message or attribute read by these functions is aligned as they need.
 std::vector<NetlinkAttribute> netlinkAttributes(std::span<const uint8_t> payload, std::size_t headerSize);
 // Appends one attribute to an encoded attribute list.
 void appendNetlinkAttribute(std::vector<uint8_t>& out, uint16_t type, std::span<const uint8_t> data);
