@@ -13,6 +13,10 @@ namespace zelvo {
 // A time zone with its real rules, read from a tz database file (TZif): the recorded
 // transitions, then the file's POSIX rule for every instant after the last one.
 // Thread: immutable once made; share it freely.
+//
+// Our own reader rather than Howard Hinnant's date/tz: on the system database date/tz (3.0.1)
+// ignores the POSIX rule of each file's footer, so after the last recorded transition (2037 in
+// Debian's files) it keeps standard time all year, and it cannot read a zone from bytes.
 class TimeZone {
  public:
   // Zero offset for all time; needs no database.
