@@ -7,6 +7,7 @@
 #include <memory>
 #include <string>
 
+#include "platform/linux/url_acceptance.h"
 #include "zelvo/testing/testing_platform.h"
 #include "zelvo/zv_tracker.h"
 
@@ -23,6 +24,8 @@ class AnsweringTransport : public HttpClient {
     if (done) done(HttpResponse{200, std::move(request.url)});
   }
   std::optional<std::string> fetch(const std::string&) override { return std::nullopt; }
+  // The real client's check: it is part of each ping's cost.
+  bool acceptsUrl(std::string_view url) const override { return linux_platform::acceptsHttpsUrl(url); }
   std::size_t lastUrlLength = 0;
 };
 
