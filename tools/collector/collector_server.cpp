@@ -6,6 +6,7 @@
 
 #include "collector/ping_check.h"
 #include "collector/ping_summary.h"
+#include "collector/record_format.h"
 #include "zelvo/constants.h"
 
 namespace zelvo::collector {
@@ -42,21 +43,22 @@ std::vector<std::string> endpointHosts() {
 }
 
 CollectorServer::CollectorServer(CollectorSettings settings, RecordCallback onRecord)
-    : settings_(std::move(settings)), onRecord_(std::move(onRecord)) {
-  listener_ = std::make_unique<HttpsListener>(contextFor(settings_), settings_.port,
-                                              [this](const RequestHead& request) { return handle(request); });
+    : settings_(std::move(settings)), onRecord_(std::move(onRecord)), records_(settings_.maxKeptBytes) {
+  server_ = std::make_unique<HttpsServer>(contextFor(settings_), settings_.port, settings_.limits,
+                                          [this](const Request& request) { return handle(request); });
   watchdog_ = std::thread([this] {
     std::unique_lock lock(mutex_);
     changed_.wait_for(lock, settings_.lifetime, [this] { return stopping_; });
     stopping_ = true;
     lock.unlock();
-    listener_->stop();
+    server_->stop();
   });
 }
 
 CollectorServer::~CollectorServer() {
   stop();
   watchdog_.join();
+  server_.reset();
 }
 
 void CollectorServer::stop() {
@@ -72,7 +74,12 @@ bool CollectorServer::stopping() const {
 
 std::vector<RequestRecord> CollectorServer::records() const {
   std::lock_guard lock(mutex_);
-  return records_;
+  return records_.all();
+}
+
+SessionSummary CollectorServer::summary() const {
+  std::lock_guard lock(mutex_);
+  return records_.summary();
 }
 
 std::size_t CollectorServer::pingCount() const {
@@ -85,39 +92,45 @@ void CollectorServer::answerPing(std::size_t pingNumber, int status) {
   settings_.statuses.setStatusAt(pingNumber, status);
 }
 
-Answer CollectorServer::handle(const RequestHead& request) {
+Answer CollectorServer::handle(const Request& request) {
   static const std::string kPingPath = pathOf(kZVPingURLBase);
   static const std::string kConfigPath = pathOf(kZelvoConfigURL);
+  const std::size_t question = request.target.find('?');
+  const std::string_view path = request.target.substr(0, question);
+  const std::string_view query =
+      question == std::string_view::npos ? std::string_view() : request.target.substr(question + 1);
+
   RequestRecord record;
   record.receivedAt = secondsSince1970();
   record.method = request.method;
-  record.host = request.header("host");
-  record.userAgent = request.header("user-agent");
-  const size_t question = request.target.find('?');
-  record.path = request.target.substr(0, question);
-  if (question != std::string::npos) record.query = request.target.substr(question + 1);
-
+  record.host = request.host;
+  record.userAgent = request.userAgent;
+  record.path = path;
+  // The checker reads the whole query as sent; the record keeps a bounded part of it.
   Answer answer;
+  std::optional<CheckedPing> checked;
+  if (path == kPingPath) checked = checkPingQuery(query);
+  record.query = query;
+
   std::lock_guard lock(mutex_);
-  record.sequence = records_.size() + 1;
-  if (record.path == kPingPath) {
+  record.sequence = records_.received() + 1;
+  if (checked) {
     ++pingCount_;
-    const CheckedPing checked = checkPingQuery(record.query);
-    record.ping = summarize(checked);
-    record.params = checked.params;
-    record.violations = checked.violations;
+    record.ping = summarize(*checked);
+    record.params = std::move(checked->params);
+    record.violations = std::move(checked->violations);
     if (record.method != "GET") record.violations.insert(record.violations.begin(), {"", "a ping is a GET"});
     answer.status = settings_.statuses.statusFor(pingCount_);
-  } else if (record.path == kConfigPath && record.method == "GET") {
-    answer = {200, "application/json", settings_.configBody};
+  } else if (path == kConfigPath && record.method == "GET") {
+    answer = {200, "application/json", settings_.configBody, {}};
   } else {
     answer.status = 404;
     record.violations.push_back({"", "no such endpoint: " + record.method + " " + record.path});
   }
   record.status = answer.status;
-  records_.push_back(std::move(record));
-  if (onRecord_) onRecord_(records_.back());
-  if (records_.size() >= settings_.maxRequests) {
+  const RequestRecord& kept = records_.add(std::move(record));
+  if (onRecord_) onRecord_(kept);
+  if (records_.received() >= settings_.maxRequests) {
     stopping_ = true;
     changed_.notify_all();
   }

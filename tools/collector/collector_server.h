@@ -11,8 +11,10 @@
 #include <thread>
 #include <vector>
 
-#include "collector/https_listener.h"
+#include "collector/https_server.h"
+#include "collector/record_store.h"
 #include "collector/request_record.h"
+#include "collector/session_summary.h"
 #include "collector/status_plan.h"
 
 namespace zelvo::collector {
@@ -32,6 +34,10 @@ struct CollectorSettings {
   // The server stops by itself after this long, or after this many requests.
   std::chrono::seconds lifetime{60};
   std::size_t maxRequests = 1000;
+  ServerLimits limits;
+  // The records kept in memory (for the page and records()) hold at most about this much;
+  // the oldest go first. The summary and the onRecord callback see every record.
+  std::size_t maxKeptBytes = 64 * 1024 * 1024;
 };
 
 // The host names of the ping, pong and configuration endpoints.
@@ -55,31 +61,34 @@ class CollectorServer {
   CollectorServer(const CollectorServer&) = delete;
   CollectorServer& operator=(const CollectorServer&) = delete;
 
-  int port() const { return listener_->port(); }
+  int port() const { return server_->port(); }
   // Asks the server to stop; it does within a fraction of a second. Idempotent.
   void stop();
   // Whether the server is stopping (asked to, or its lifetime or request limit was reached).
   bool stopping() const;
 
+  // The records kept (the oldest may have been dropped, see maxKeptBytes).
   std::vector<RequestRecord> records() const;
+  // The summary of every request received.
+  SessionSummary summary() const;
   std::size_t pingCount() const;
   // Changes the answer to ping `pingNumber` (counted from 1), for one not yet received.
   void answerPing(std::size_t pingNumber, int status);
 
  private:
-  Answer handle(const RequestHead& request);
+  Answer handle(const Request& request);
 
   CollectorSettings settings_;
   RecordCallback onRecord_;
 
   mutable std::mutex mutex_;
   std::condition_variable changed_;
-  std::vector<RequestRecord> records_;
+  RecordStore records_;
   std::size_t pingCount_ = 0;
   bool stopping_ = false;
 
   // Last: their threads use everything above.
-  std::unique_ptr<HttpsListener> listener_;
+  std::unique_ptr<HttpsServer> server_;
   std::thread watchdog_;
 };
 

@@ -65,11 +65,13 @@ int main(int argc, char** argv) {
   pthread_sigmask(SIG_BLOCK, &stopSignals, nullptr);
   signal(SIGPIPE, SIG_IGN);
 
-  // Appended by the server's threads one record at a time, read after the server is gone.
-  std::vector<zelvo::collector::RequestRecord> records;
+  // Counted by the server's threads one record at a time, read after the server is gone (the
+  // requests in progress at the stop included). Each record goes to the console and the JSON
+  // Lines file as it comes; the server keeps the one copy in memory, bounded.
+  zelvo::collector::SessionTally tally;
   try {
     zelvo::collector::CollectorServer server(line.settings, [&](const zelvo::collector::RequestRecord& record) {
-      records.push_back(record);
+      tally.add(record);
       std::cout << zelvo::collector::readableLine(record) << std::endl;
       if (jsonOut.is_open()) jsonOut << zelvo::collector::jsonLine(record) << std::endl;
     });
@@ -81,7 +83,7 @@ int main(int argc, char** argv) {
   } catch (const std::exception& error) {
     return fail(error.what());
   }
-  const zelvo::collector::SessionSummary summary = zelvo::collector::summarizeSession(records);
+  const zelvo::collector::SessionSummary& summary = tally.summary();
   std::cout << "stopped: " << zelvo::collector::summaryText(summary) << std::endl;
   return summary.violatingRequests == 0 ? 0 : 1;
 }

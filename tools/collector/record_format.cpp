@@ -44,6 +44,7 @@ std::string jsonLine(const RequestRecord& record) {
     violations.push_back({{"key", violation.key}, {"message", violation.message}});
   }
   json["violations"] = std::move(violations);
+  if (record.truncated) json["truncated"] = true;
   if (record.ping) {
     const PingSummary& summary = *record.ping;
     json["ping"] = {

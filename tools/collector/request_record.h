@@ -25,6 +25,8 @@ struct RequestRecord {
   std::optional<PingSummary> ping;
   std::map<std::string, std::string> params;
   std::vector<Violation> violations;
+  // Whether what is kept was cut short of what was sent (see capRecord).
+  bool truncated = false;
 };
 
 }  // namespace zelvo::collector

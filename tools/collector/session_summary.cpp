@@ -5,27 +5,28 @@
 
 namespace zelvo::collector {
 
+void SessionTally::add(const RequestRecord& record) {
+  ++summary_.requests;
+  summary_.violatingRequests += !record.violations.empty();
+  if (!record.ping) return;
+  ++summary_.pings;
+  ++summary_.pingStatuses[record.status];
+  const auto token = record.params.find("t");
+  const auto [entry, isNew] =
+      viewByToken_.emplace(token == record.params.end() ? std::string() : token->second, summary_.views.size());
+  if (isNew) summary_.views.push_back({record.ping->path});
+  ViewSummary& view = summary_.views[entry->second];
+  ++view.pings;
+  view.fullPings += record.ping->full;
+  view.dwellSeconds = std::max(view.dwellSeconds, record.ping->dwellSeconds);
+  view.engagedSeconds = std::max(view.engagedSeconds, record.ping->engagedSeconds);
+  view.deepestScroll = std::max(view.deepestScroll, record.ping->maxScroll);
+}
+
 SessionSummary summarizeSession(const std::vector<RequestRecord>& records) {
-  SessionSummary summary;
-  std::map<std::string, std::size_t> viewByToken;
-  for (const RequestRecord& record : records) {
-    ++summary.requests;
-    summary.violatingRequests += !record.violations.empty();
-    if (!record.ping) continue;
-    ++summary.pings;
-    ++summary.pingStatuses[record.status];
-    const auto token = record.params.find("t");
-    const auto [entry, isNew] =
-        viewByToken.emplace(token == record.params.end() ? std::string() : token->second, summary.views.size());
-    if (isNew) summary.views.push_back({record.ping->path});
-    ViewSummary& view = summary.views[entry->second];
-    ++view.pings;
-    view.fullPings += record.ping->full;
-    view.dwellSeconds = std::max(view.dwellSeconds, record.ping->dwellSeconds);
-    view.engagedSeconds = std::max(view.engagedSeconds, record.ping->engagedSeconds);
-    view.deepestScroll = std::max(view.deepestScroll, record.ping->maxScroll);
-  }
-  return summary;
+  SessionTally tally;
+  for (const RequestRecord& record : records) tally.add(record);
+  return tally.summary();
 }
 
 std::string summaryText(const SessionSummary& summary) {

@@ -28,6 +28,18 @@ struct SessionSummary {
   std::vector<ViewSummary> views;           // in order of their first ping
 };
 
+// Counts records into a summary one at a time, so that the records need not be kept.
+// Thread: one at a time.
+class SessionTally {
+ public:
+  void add(const RequestRecord& record);
+  const SessionSummary& summary() const { return summary_; }
+
+ private:
+  SessionSummary summary_;
+  std::map<std::string, std::size_t> viewByToken_;
+};
+
 SessionSummary summarizeSession(const std::vector<RequestRecord>& records);
 
 // A few lines for a person: totals, then one line per view.
