@@ -1,16 +1,21 @@
 #include "collector/collector_server.h"
 
 #include <algorithm>
+#include <charconv>
 #include <string_view>
 #include <utility>
 
 #include "collector/ping_check.h"
 #include "collector/ping_summary.h"
 #include "collector/record_format.h"
+#include "collector/web_page.h"
 #include "zelvo/constants.h"
 
 namespace zelvo::collector {
 namespace {
+
+// The page asks for at most this many records at a time; it asks again for the rest.
+constexpr std::size_t kRecordsPerPoll = 500;
 
 // "https://host/rest" → "host".
 std::string_view hostOf(std::string_view url) {
@@ -33,6 +38,13 @@ SslContextPtr contextFor(const CollectorSettings& settings) {
 
 double secondsSince1970() {
   return std::chrono::duration<double>(std::chrono::system_clock::now().time_since_epoch()).count();
+}
+
+// The number after "after=" in the page's query; 0 when there is none.
+uint64_t afterSequence(std::string_view query) {
+  uint64_t after = 0;
+  if (query.substr(0, 6) == "after=") std::from_chars(query.data() + 6, query.data() + query.size(), after);
+  return after;
 }
 
 }  // namespace
@@ -92,6 +104,31 @@ void CollectorServer::answerPing(std::size_t pingNumber, int status) {
   settings_.statuses.setStatusAt(pingNumber, status);
 }
 
+Answer CollectorServer::pageAnswer(std::string_view path, std::string_view query) const {
+  if (path == kPagePath) return {200, "text/html; charset=utf-8", std::string(webPage()), {{"Cache-Control", "no-store"}}};
+  if (path == kIconPath) return {204, "", "", {}};
+  std::lock_guard lock(mutex_);
+  if (path == kRecordsPath) {
+    std::string body = "{\"received\":" + std::to_string(records_.received()) +
+                       ",\"dropped\":" + std::to_string(records_.dropped()) +
+                       ",\"stopping\":" + (stopping_ ? "true" : "false") + ",\"records\":[";
+    const std::vector<RequestRecord> batch = records_.after(afterSequence(query), kRecordsPerPoll);
+    for (std::size_t i = 0; i < batch.size(); ++i) {
+      if (i > 0) body += ',';
+      body += jsonLine(batch[i]);
+    }
+    body += "]}";
+    return {200, "application/json", std::move(body), {{"Cache-Control", "no-store"}}};
+  }
+  std::string lines;
+  for (const RequestRecord& record : records_.all()) {
+    lines += jsonLine(record);
+    lines += '\n';
+  }
+  return {200, "application/jsonl; charset=utf-8", std::move(lines),
+          {{"Content-Disposition", "attachment; filename=\"zelvo-records.jsonl\""}}};
+}
+
 Answer CollectorServer::handle(const Request& request) {
   static const std::string kPingPath = pathOf(kZVPingURLBase);
   static const std::string kConfigPath = pathOf(kZelvoConfigURL);
@@ -99,6 +136,7 @@ Answer CollectorServer::handle(const Request& request) {
   const std::string_view path = request.target.substr(0, question);
   const std::string_view query =
       question == std::string_view::npos ? std::string_view() : request.target.substr(question + 1);
+  if (request.method == "GET" && isPagePath(path)) return pageAnswer(path, query);
 
   RequestRecord record;
   record.receivedAt = secondsSince1970();

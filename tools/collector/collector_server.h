@@ -45,7 +45,9 @@ std::vector<std::string> endpointHosts();
 
 // A local collection service: an HTTPS server on 127.0.0.1 that takes pings on the ping path
 // and serves the configuration file. It checks every ping, answers by its status plan, keeps
-// a record of every request and hands each record to `onRecord` as it is made.
+// a record of every request and hands each record to `onRecord` as it is made. At "/" it
+// serves a live page of the records (see web_page.h); the page's own requests are neither
+// recorded nor counted.
 //
 // Thread: any. `onRecord` runs on the server's threads, one record at a time in sequence
 // order, and must not call back into the server.
@@ -77,6 +79,7 @@ class CollectorServer {
 
  private:
   Answer handle(const Request& request);
+  Answer pageAnswer(std::string_view path, std::string_view query) const;
 
   CollectorSettings settings_;
   RecordCallback onRecord_;
