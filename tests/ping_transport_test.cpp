@@ -143,6 +143,8 @@ TEST_F(PingTransportTest, AnswersOnAnotherThreadWhileTheMainThreadPings) {
     ping_->setUsePong(round % 2 == 1);
   }
   ASSERT_TRUE(http().waitUntilIdle(10.0));
+  // Notifications of what happened on the client's thread wait for the main thread.
+  platform_->runLoop().runPendingTasks();
   EXPECT_GT(http().requestCount(), 20u);
   EXPECT_EQ(static_cast<std::size_t>(willSend_), http().requestCount());
 }

@@ -10,14 +10,16 @@
 #include "zelvo/platform/platform.h"
 #include "zelvo/platform/view.h"
 #include "zelvo/value.h"
+#include "zelvo/zv_status.h"
 
 namespace zelvo {
 
 class ZelvoConfig;
 
 // Installs the platform the process-wide tracker and configuration are built on. Call it
-// before the first sharedTracker(); later calls change nothing and return false. Without it,
-// the default Linux platform is used. Thread: any.
+// before the first sharedTracker(); later calls (and a null platform) change nothing, return
+// false and log why at error severity, whatever the debug mode. Without it, the default Linux
+// platform is used. Thread: any.
 bool installPlatform(std::shared_ptr<Platform> platform);
 // The platform of the process-wide tracker (the installed one, or the default made now).
 std::shared_ptr<Platform> installedPlatform();
@@ -25,9 +27,14 @@ std::shared_ptr<Platform> installedPlatform();
 // The tracker a host application talks to: start it with an account number, tell it which
 // view the reader looks at, and it measures dwell, engagement and scrolling and sends pings.
 //
-// Thread: every member is meant to be called on the main thread (the platform's main run
-// loop), except sharedTracker(), stopTracker() and the debug-mode and log-level accessors,
-// which are safe from any thread. Nothing here throws or reports errors to the host.
+// Thread: every member may be called from any thread. The tracker's state lives on the main
+// thread (the platform's main run loop); a call made there runs at once. A call made on
+// another thread is carried onto the main thread, in the order of the calls: actions and
+// setters return at once (trackView() then returns true, since its answer is not known yet),
+// getters wait for the main thread to read the value (never for long: the heartbeat's work is
+// short), and never wait when called on the main thread or from a callback of the library,
+// which all run there. stopTracker() and the debug-mode and log-level accessors act at once
+// from any thread. Nothing here throws or reports errors to the host.
 class ZVTracker : public std::enable_shared_from_this<ZVTracker> {
  public:
   using StringList = std::optional<std::vector<std::string>>;
@@ -111,25 +118,42 @@ class ZVTracker : public std::enable_shared_from_this<ZVTracker> {
   bool usePong() const;
   uint32_t uid() const;
   uint64_t status() const;
-  const std::optional<std::string>& appid() const;
-  const std::optional<std::string>& suffix() const;
-  const std::shared_ptr<View>& view() const;
-  const std::optional<std::string>& viewId() const;
-  const std::optional<std::string>& title() const;
-  const StringList& sections() const;
-  const StringList& authors() const;
-  const StringList& zones() const;
-  const std::optional<std::string>& userToken() const;
-  const std::optional<std::string>& sessionToken() const;
-  const std::optional<std::string>& previousSessionToken() const;
-  const std::optional<std::string>& appReferrer() const;
-  const std::optional<std::string>& domain() const;
-  const std::optional<std::string>& subDomain() const;
-  const std::optional<std::string>& userAgent() const;
-  const std::optional<Value>& extraParams() const;
-  const std::optional<Value>& idSync() const;
+  std::optional<std::string> appid() const;
+  std::optional<std::string> suffix() const;
+  std::shared_ptr<View> view() const;
+  std::optional<std::string> viewId() const;
+  std::optional<std::string> title() const;
+  StringList sections() const;
+  StringList authors() const;
+  StringList zones() const;
+  std::optional<std::string> userToken() const;
+  std::optional<std::string> sessionToken() const;
+  std::optional<std::string> previousSessionToken() const;
+  std::optional<std::string> appReferrer() const;
+  std::optional<std::string> domain() const;
+  std::optional<std::string> subDomain() const;
+  std::optional<std::string> userAgent() const;
+  std::optional<Value> extraParams() const;
+  std::optional<Value> idSync() const;
   double initializationTime() const;
   uint64_t logLevel() const;
+
+  // Privacy. While collection is off the tracker sends no ping, fetches no configuration and
+  // writes nothing to the store but the switch itself, which is kept across launches.
+  // Collection is on unless the host turned it off.
+  void setCollectionEnabled(bool enabled);
+  bool collectionEnabled() const;
+  // Removes the reader's identity from the store (the user token, the first and last visits,
+  // the days the application was opened, the site visit) and stops the tracker: the next
+  // start is a new reader.
+  void eraseStoredData();
+
+  // How the pings fared since the tracker was made: counters by outcome, the lock-out's end,
+  // the last error in words. Needs no debug logging.
+  ZVStatus pingStatus() const;
+  // `callback` runs on the main thread once per ping outcome (each answer, each failure, each
+  // ping skipped while offline or locked out); an empty one stops the calls.
+  void setPingOutcomeCallback(ZVPingOutcomeCallback callback);
 
  private:
   friend struct TrackerAccess;

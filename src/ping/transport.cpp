@@ -66,10 +66,23 @@ void ZVPing::sendPing(PingParameters params, std::string userAgent, int numRetry
 
   gate_->standard([&] { return "[ZV]:userAgent: " + userAgent; });
   gate_->standard([&] { return "[ZV]:Pinging URL: " + url; });
-  NotificationCenter& center = platform_->notificationCenter();
-  if (center.hasObserver(kZVWillSendPingRequestNotification)) {
+  announce(kZVWillSendPingRequestNotification, url);
+}
+
+void ZVPing::announce(const char* name, const std::string& url) const {
+  // Most hosts observe neither notification: then nothing is built.
+  if (!platform_->notificationCenter().hasObserver(name)) return;
+  // Observers are the host's: they hear from us on the main thread only. Answers (and the
+  // resends they start) come on the HTTP client's thread, so those are carried over.
+  auto post = [platform = platform_, name, url] {
     Value info = urlInfo(url);
-    center.post(kZVWillSendPingRequestNotification, nullptr, &info);
+    platform->notificationCenter().post(name, nullptr, &info);
+  };
+  RunLoop& loop = platform_->mainRunLoop();
+  if (loop.isMainThread()) {
+    post();
+  } else {
+    loop.post(std::move(post));
   }
 }
 
@@ -90,10 +103,7 @@ void ZVPing::handlePingRequestResponse(const HttpResponse& response) {
   switch (response.statusCode) {
     case 200:
       status_->record({ZVPingOutcome::Kind::kDelivered, response.url, 200, {}});
-      if (!response.url.empty() && platform_->notificationCenter().hasObserver(kZVDidSendPingRequestNotification)) {
-        Value info = urlInfo(response.url);
-        platform_->notificationCenter().post(kZVDidSendPingRequestNotification, nullptr, &info);
-      }
+      if (!response.url.empty()) announce(kZVDidSendPingRequestNotification, response.url);
       return;
     case 202:  // accepted is not delivered: send again, like a server error
     case 500:

@@ -160,6 +160,8 @@ class ZVPing : public std::enable_shared_from_this<ZVPing> {
   // Called with mutex_ held.
   void rememberRequest(std::string url, RequestRecord record);
   void retry(const std::string& url);
+  // Posts notification `name` with `url` as its user info, on the main thread.
+  void announce(const char* name, const std::string& url) const;
 
   std::shared_ptr<Platform> platform_;
   std::shared_ptr<const LogGate> gate_;

@@ -1,4 +1,5 @@
 #include "common/format.h"
+#include "tracker/main_thread.h"
 #include "tracker/tracker_internal.h"
 #include "zelvo/constants.h"
 
@@ -10,6 +11,7 @@ constexpr uint32_t kDecayValue = 30;
 }  // namespace
 
 void ZVTracker::setInterval(uint32_t seconds) {
+  if (postedToMainThread(internal_->platform->mainRunLoop(), *this, &ZVTracker::setInterval, seconds)) return;
   internal_->gate->standard([&] { return formatPosix("[ZV]: setInterval: %d", asSigned32(seconds)); });
   // Only the period to return to: the running one changes on the next view or return.
   internal_->schedule.setInterval(seconds);
@@ -76,12 +78,13 @@ void ZVTracker::Internal::tick() {
     return formatPosix("[ZV]:************************************************ ZVTracker initialization time: %f ms",
                        initializationTime);
   });
-  if (!schedule.sendingPings()) return;
+  if (!schedule.sendingPings() || !collection->enabled()) return;
   // Asked before the network test, so also when no ping follows.
   const bool isNew = identity.isUserNew();
   if (!reachability || reachability->currentReachabilityStatus() == 0) {
     // Nothing is reset: the next ping that goes out carries what was counted meanwhile.
     gate->standard([] { return std::string("[ZV]:Offline, not pinging"); });
+    pingStatus->record({ZVPingOutcome::Kind::kSkippedOffline, {}, 0, {}});
     return;
   }
   gate->standard([&] {
@@ -97,7 +100,7 @@ void ZVTracker::Internal::tick() {
 }
 
 void ZVTracker::Internal::decayPing() {
-  if (!schedule.sendingPings()) return;
+  if (!schedule.sendingPings() || !collection->enabled()) return;
   ZVPing::TrackArguments arguments = gatherPingArguments(identity.isUserNew(), true);
   if (ping) ping->trackAccountID(arguments);
   engagement.resetPerPingEngagementMetrics();

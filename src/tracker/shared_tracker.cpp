@@ -28,9 +28,20 @@ std::shared_ptr<ZVTracker>& processTracker() {
 
 bool installPlatform(std::shared_ptr<Platform> platform) {
   std::lock_guard lock(classLock());
-  if (processPlatform() || !platform) return false;
-  processPlatform() = std::move(platform);
-  return true;
+  if (processPlatform() == nullptr && platform != nullptr) {
+    processPlatform() = std::move(platform);
+    return true;
+  }
+  // Said at error severity past any log gate: the host believes its options are in force.
+  // The refused platform's own sink is the one the host chose for it.
+  LogSink* sink = platform ? &platform->logSink() : processPlatform() ? &processPlatform()->logSink() : nullptr;
+  if (sink != nullptr) {
+    sink->write(LogSeverity::kError,
+                platform ? "[ZV]:installPlatform refused: the process-wide tracker already runs on the platform "
+                           "installed or made first; install yours before the first sharedTracker()"
+                         : "[ZV]:installPlatform refused: the platform is null");
+  }
+  return false;
 }
 
 std::shared_ptr<Platform> installedPlatform() {

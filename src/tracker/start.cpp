@@ -1,4 +1,5 @@
 #include "common/format.h"
+#include "tracker/main_thread.h"
 #include "tracker/tracker_internal.h"
 #include "zelvo/constants.h"
 #include "zelvo/zv_capture_events.h"
@@ -6,15 +7,28 @@
 namespace zelvo {
 
 bool ZVTracker::setupTrackerWithAccountId(uint32_t accountId, std::optional<std::string> domain) {
+  if (postedToMainThread(internal_->platform->mainRunLoop(), *this, &ZVTracker::setupTrackerWithAccountId,
+                         accountId, domain)) {
+    return true;
+  }
   internal_->domain = std::move(domain);
   return startTrackerWithAccountID(accountId, internal_->platform->deviceInfo().applicationIdentifier());
 }
 
 bool ZVTracker::startTrackerWithAccountID(uint32_t accountId) {
+  if (postedToMainThread(internal_->platform->mainRunLoop(), *this,
+                         [accountId](ZVTracker& tracker) { tracker.startTrackerWithAccountID(accountId); })) {
+    return true;
+  }
   return startTrackerWithAccountID(accountId, internal_->platform->deviceInfo().applicationIdentifier());
 }
 
 bool ZVTracker::startTrackerWithAccountID(uint32_t accountId, std::optional<std::string> appid) {
+  if (postedToMainThread(internal_->platform->mainRunLoop(), *this, [accountId, appid](ZVTracker& tracker) {
+        tracker.startTrackerWithAccountID(accountId, appid);
+      })) {
+    return true;
+  }
   Internal& in = *internal_;
   Platform& platform = *in.platform;
   const double t0 = platform.clock().nowSince1970();
@@ -28,7 +42,7 @@ bool ZVTracker::startTrackerWithAccountID(uint32_t accountId, std::optional<std:
   in.userAgent = userAgentForModel(platform.deviceInfo().modelName());
 
   // Every start makes a new ping object: its lock-out and referrer state go with the old one.
-  in.ping = std::make_shared<ZVPing>(in.platform, in.gate);
+  in.ping = std::make_shared<ZVPing>(in.platform, in.gate, in.pingStatus);
   in.ping->setUsePong(in.usePong);
 
   if (in.schedule.startHeartbeat()) in.subscribeToNotifications();

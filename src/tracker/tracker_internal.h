@@ -12,7 +12,9 @@
 #include "heartbeat/ping_schedule.h"
 #include "identity/identity.h"
 #include "identity/site_visit.h"
+#include "ping/ping_status.h"
 #include "ping/zv_ping.h"
+#include "privacy/collection_gate.h"
 #include "zelvo/zelvo_config.h"
 #include "zelvo/zv_reachability.h"
 #include "zelvo/zv_tracker.h"
@@ -32,6 +34,9 @@ struct ZVTracker::Internal {
   Internal(ZVTracker& owner, std::shared_ptr<Platform> platform);
 
   ZVTracker& self;
+  // The host's collection switch, between the tracker and the platform it was made on:
+  // `platform` is this gate, so every component's store writes and requests pass it.
+  std::shared_ptr<CollectionGate> collection;
   std::shared_ptr<Platform> platform;
   // The gate of every log line of this tracker's world.
   std::shared_ptr<LogGate> gate;
@@ -44,8 +49,9 @@ struct ZVTracker::Internal {
   Identity identity;
   SiteVisit siteVisit;
 
-  // The ping sender of the current start, and the network monitor.
+  // The ping sender of the current start, the counters of all starts, and the network monitor.
   std::shared_ptr<ZVPing> ping;
+  std::shared_ptr<PingStatus> pingStatus;
   std::shared_ptr<ZVReachability> reachability;
 
   // Descriptive properties, sent with the pings.

@@ -1,4 +1,5 @@
 #include "common/format.h"
+#include "tracker/main_thread.h"
 #include "tracker/tracker_internal.h"
 
 namespace zelvo {
@@ -12,6 +13,9 @@ std::string describeView(const std::shared_ptr<View>& view) {
 
 bool ZVTracker::trackView(std::shared_ptr<View> view, std::optional<std::string> viewId,
                           std::optional<std::string> title) {
+  if (postedToMainThread(internal_->platform->mainRunLoop(), *this, &ZVTracker::trackView, view, viewId, title)) {
+    return true;
+  }
   Internal& in = *internal_;
   // Not needed on the main thread, but it keeps a stop from another thread from interleaving.
   std::lock_guard lock(in.monitor);

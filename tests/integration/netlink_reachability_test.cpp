@@ -18,6 +18,9 @@
 #include <string>
 #include <vector>
 
+#include "integration/local_https_server.h"
+#include "integration/temp_directory.h"
+#include "zelvo/linux/linux_platform.h"
 #include "zelvo/linux/netlink_reachability_source.h"
 #include "zelvo/testing/testing_platform.h"
 #include "zelvo/zv_tracker.h"
@@ -276,6 +279,31 @@ TEST(NetlinkReachability, TheTrackerPingsOnlyWhileADefaultRouteExists) {
     report.check(ns.addDefaultRoute(), "default route added again");
     platform->advance(15);
     report.check(platform->http().requestCount() == 2, "the route back: the pings resume");
+  });
+}
+
+// No default route, as in a container or on CI: a host whose endpoint is on loopback still
+// pings, over the real platform, and the collector records it.
+TEST(NetlinkReachability, ALoopbackEndpointIsReachedWithoutADefaultRoute) {
+  runInPrivateNetworkNamespace([](Namespace& ns) {
+    integration::LocalHttpsServer server;
+    integration::TempDirectory dir;
+    LinuxPlatform::Options options;
+    options.endpoint = "https://127.0.0.1:" + std::to_string(server.port()) + "/collect";
+    options.caFile = server.caFile();
+    options.storePath = dir.file("zelvo.sqlite");
+    auto platform = std::make_shared<LinuxPlatform>(options);
+    auto tracker = ZVTracker::create(platform);
+    tracker->startTrackerWithAccountID(12345, std::string("com.example.news"));
+    tracker->trackView(std::make_shared<SimpleView>(Size{375, 667}), std::string("/a"), std::string("A"));
+    ns.report.check(server.waitForRequests(1, std::chrono::seconds(10)), "the view's ping reached the collector");
+    const auto requests = server.requests();
+    ns.report.check(!requests.empty() && requests[0].path == "/collect/ping" &&
+                        requests[0].query.find("g=12345") != std::string::npos,
+                    "the ping went to the endpoint's path with its query");
+    // The tracker goes before the platform whose loop its last tasks ran on.
+    platform->mainRunLoop().runAndWait([] {});
+    tracker.reset();
   });
 }
 

@@ -32,7 +32,9 @@ struct Event {
 // The application's event dispatch: every input event of the host goes through sendEvent(),
 // which hands it to the application's own handler first, unchanged, and then to the
 // interception hook, if one is installed. A host routes its input here (see the README).
-// Thread: everything on the main thread; set the application handler before the first event.
+// Thread: sendEvent() from any thread (the application handler and the hook run on the calling
+// thread; the library carries what the hook tells it onto the main thread). Set the handler and
+// the hook before the first event.
 class EventDispatch {
  public:
   using Hook = void (*)(void* context, const Event& event);

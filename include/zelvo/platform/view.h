@@ -1,5 +1,7 @@
 #pragma once
 
+#include <mutex>
+
 namespace zelvo {
 
 struct Size {
@@ -28,11 +30,22 @@ class View {
 };
 
 // A view whose numbers the host sets: enough for hosts that draw their own screens.
+// Thread: unlike other views, any: the host may set the numbers on its own thread while the
+// library reads them on the main thread (each number is read whole; a lock guards them).
 class SimpleView : public View {
  public:
   explicit SimpleView(Size bounds = {}) : bounds_(bounds) {}
-  Size boundsSize() const override { return bounds_; }
-  void setBoundsSize(Size bounds) { bounds_ = bounds; }
+  Size boundsSize() const override {
+    std::lock_guard lock(mutex_);
+    return bounds_;
+  }
+  void setBoundsSize(Size bounds) {
+    std::lock_guard lock(mutex_);
+    bounds_ = bounds;
+  }
+
+ protected:
+  mutable std::mutex mutex_;
 
  private:
   Size bounds_;
@@ -42,12 +55,30 @@ class SimpleScrollView : public SimpleView {
  public:
   explicit SimpleScrollView(Size bounds = {}, Size content = {}) : SimpleView(bounds), content_(content) {}
   bool isScrollView() const override { return true; }
-  bool answersContentSize() const override { return answersContentSize_; }
-  Size contentSize() const override { return content_; }
-  Point contentOffset() const override { return offset_; }
-  void setContentSize(Size content) { content_ = content; }
-  void setContentOffset(Point offset) { offset_ = offset; }
-  void setAnswersContentSize(bool answers) { answersContentSize_ = answers; }
+  bool answersContentSize() const override {
+    std::lock_guard lock(mutex_);
+    return answersContentSize_;
+  }
+  Size contentSize() const override {
+    std::lock_guard lock(mutex_);
+    return content_;
+  }
+  Point contentOffset() const override {
+    std::lock_guard lock(mutex_);
+    return offset_;
+  }
+  void setContentSize(Size content) {
+    std::lock_guard lock(mutex_);
+    content_ = content;
+  }
+  void setContentOffset(Point offset) {
+    std::lock_guard lock(mutex_);
+    offset_ = offset;
+  }
+  void setAnswersContentSize(bool answers) {
+    std::lock_guard lock(mutex_);
+    answersContentSize_ = answers;
+  }
 
  private:
   Size content_;
