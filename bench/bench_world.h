@@ -42,7 +42,8 @@ struct World {
     tracker = ZVTracker::create(platform);
     tracker->startTrackerWithAccountID(12345, std::string("com.example.news"));
     tracker->setInterval(interval);
-    tracker->trackView(article, std::string("/news/2026/03/budget talks"), std::string("Budget talks"));
+    tracker->trackView(article, std::string("/news/2026/03/budget talks/what changes and when"),
+                      std::string("Budget talks"));
     platform->executor().runAll();
   }
   std::shared_ptr<BenchPlatform> platform = std::make_shared<BenchPlatform>();

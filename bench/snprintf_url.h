@@ -17,7 +17,9 @@ inline constexpr const char* kFullFormat = "&n=%d&i=%s&g0=%s,%s&g1=%s&g2=&w=%d&S
 
 // The URL of a typical ping (full or regular); `path` is the escaped view path.
 inline std::string snprintfUrl(bool full, const std::string& path = "/news/2026/03/budget%20talks") {
-  const std::string format = std::string(kRegularFormat) + (full ? kFullFormat : "") + "&_";
+  static const std::string regular = std::string(kRegularFormat) + "&_";
+  static const std::string fullFormat = std::string(kRegularFormat) + kFullFormat + "&_";
+  const std::string& format = full ? fullFormat : regular;
   char buffer[4096];
   int length = std::snprintf(
       buffer, sizeof buffer, format.c_str(), kZVPingURLBase, "example.com", "news.example.com", 12345, 0,
@@ -30,13 +32,13 @@ inline std::string snprintfUrl(bool full, const std::string& path = "/news/2026/
                                                                                 : sizeof buffer - 1);
 }
 
-// A regular ping URL of `length` bytes (give or take when `length` is very short): the
-// typical one with its path lengthened or shortened.
-inline std::string snprintfUrlOfLength(std::size_t length) {
+// The path that makes snprintfUrl(false, path) `length` bytes long (give or take when
+// `length` is very short): the typical one lengthened or shortened.
+inline std::string pathForUrlLength(std::size_t length) {
   const std::string path = "/news/2026/03/budget%20talks";
   const std::size_t typical = snprintfUrl(false, path).size();
-  if (length >= typical) return snprintfUrl(false, path + std::string(length - typical, 'x'));
-  return snprintfUrl(false, path.substr(0, path.size() - std::min(path.size(), typical - length)));
+  if (length >= typical) return path + std::string(length - typical, 'x');
+  return path.substr(0, path.size() - std::min(path.size(), typical - length));
 }
 
 }  // namespace zelvo::bench

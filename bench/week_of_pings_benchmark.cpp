@@ -68,7 +68,7 @@ void WeekOfPings(benchmark::State& state) {
   }
   state.counters["retained_bytes"] = static_cast<double>(retained);
 }
-BENCHMARK(WeekOfPings)->Arg(1)->Arg(2)->Iterations(1)->Unit(benchmark::kMillisecond);
+BENCHMARK(WeekOfPings)->Arg(1)->Arg(2)->Arg(3)->Iterations(1)->Unit(benchmark::kMillisecond);
 
 }  // namespace
 }  // namespace zelvo

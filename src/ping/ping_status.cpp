@@ -42,6 +42,17 @@ void PingStatus::record(ZVPingOutcome outcome) {
   mainLoop_.post([callback = std::move(callback), outcome = std::move(outcome)] { (*callback)(outcome); });
 }
 
+void PingStatus::recordDelivered(const std::string& url) {
+  {
+    std::lock_guard lock(mutex_);
+    if (!callback_) {
+      ++status_.pingsDelivered;
+      return;
+    }
+  }
+  record({Kind::kDelivered, url, 200, {}});
+}
+
 void PingStatus::setLockOutEnd(std::optional<double> end) {
   std::lock_guard lock(mutex_);
   status_.lockOutEnd = end;

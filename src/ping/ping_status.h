@@ -19,6 +19,9 @@ class PingStatus {
   void countAttempt();
   // Counts `outcome` under its kind, keeps its error as the last one, and posts the callback.
   void record(ZVPingOutcome outcome);
+  // record() of a delivery, which copies the URL only when a callback will read it: the one
+  // outcome of nearly every ping stays free of allocations.
+  void recordDelivered(const std::string& url);
   void setLockOutEnd(std::optional<double> end);
 
   ZVStatus snapshot() const;

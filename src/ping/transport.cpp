@@ -102,7 +102,7 @@ void ZVPing::rememberRequest(std::string url, RequestRecord record) {
 void ZVPing::handlePingRequestResponse(const HttpResponse& response) {
   switch (response.statusCode) {
     case 200:
-      status_->record({ZVPingOutcome::Kind::kDelivered, response.url, 200, {}});
+      status_->recordDelivered(response.url);
       if (!response.url.empty()) announce(kZVDidSendPingRequestNotification, response.url);
       return;
     case 202:  // accepted is not delivered: send again, like a server error
