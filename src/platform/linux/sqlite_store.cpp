@@ -196,6 +196,10 @@ void SqliteStore::Impl::finish() {
   if (!pending.empty()) {
     log.write(LogSeverity::kError, "[ZV]: Lost " + std::to_string(pending.size()) + " unsaved value(s) of " + path + " at shutdown");
   }
+  lock.unlock();
+  // Closed here, before the destructor returns: the last owner of these values may be a task
+  // the I/O thread lets go of later, and the file must be whole when the store is gone.
+  file.reset();
 }
 
 void SqliteStore::Impl::flush(std::unique_lock<std::mutex>& lock) {
