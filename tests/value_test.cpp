@@ -5,6 +5,8 @@
 #include <bit>
 #include <cmath>
 #include <limits>
+#include <string>
+#include <string_view>
 
 namespace zelvo {
 namespace {
@@ -63,21 +65,22 @@ TEST(ValueTest, TypedJsonKeepsEveryBit) {
   const double doubles[] = {0.1 + 0.2, -0.0, kNaN, kInf, -kInf, 5e-324, std::numeric_limits<double>::max(), 1.0 / 3};
   for (double d : doubles) {
     for (const Value& v : {Value(d), Value(Date{d})}) {
-      const auto back = Value::fromTypedJson(v.toTypedJson());
-      ASSERT_TRUE(back.has_value()) << v.toTypedJson();
+      const std::string text = v.toTypedJson().value();
+      const auto back = Value::fromTypedJson(text);
+      ASSERT_TRUE(back.has_value()) << text;
       ASSERT_EQ(back->type(), v.type());
       const double got = v.asDate() ? back->asDate()->seconds : *back->asDouble();
-      EXPECT_EQ(std::bit_cast<uint64_t>(got), std::bit_cast<uint64_t>(d)) << v.toTypedJson();
+      EXPECT_EQ(std::bit_cast<uint64_t>(got), std::bit_cast<uint64_t>(d)) << text;
     }
   }
   const Value nested(Value::Dictionary{
       {"list", Value(Value::Array{Value(int64_t{-1}), Value(false), Value(), Value("s"), Value(Date{3.25})})},
       {"n", Value(std::numeric_limits<int64_t>::max())},
   });
-  EXPECT_EQ(Value::fromTypedJson(nested.toTypedJson()), nested);
+  EXPECT_EQ(Value::fromTypedJson(nested.toTypedJson().value()), nested);
   // 1 and 1.0 and true stay distinct.
-  EXPECT_EQ(Value::fromTypedJson(Value(1.0).toTypedJson())->type(), Value::Type::kDouble);
-  EXPECT_EQ(Value::fromTypedJson(Value(true).toTypedJson())->type(), Value::Type::kBool);
+  EXPECT_EQ(Value::fromTypedJson(Value(1.0).toTypedJson().value())->type(), Value::Type::kDouble);
+  EXPECT_EQ(Value::fromTypedJson(Value(true).toTypedJson().value())->type(), Value::Type::kBool);
 }
 
 TEST(ValueTest, JsonRefusesWhatItCannotHold) {
@@ -91,12 +94,50 @@ TEST(ValueTest, JsonRefusesWhatItCannotHold) {
 
 TEST(ValueTest, ParsersRejectGarbage) {
   for (const char* text : {"", "{", "[1,]", "nul", "{\"a\":1}x", "{'a':1}", "\"\xFF\"", "01", "NaN"}) {
-    EXPECT_FALSE(Value::fromJson(text).has_value()) << text;
+    Value::ReadFailure failure = Value::ReadFailure::kTooDeep;
+    EXPECT_FALSE(Value::fromJson(text, &failure).has_value()) << text;
+    EXPECT_EQ(failure, Value::ReadFailure::kMalformed) << text;
   }
   for (const char* text : {"", "[]", "{}", "{\"int\":\"1\"}", "{\"int\":1.5}", "{\"double\":\"nanx\"}",
                            "{\"int\":1,\"bool\":true}", "{\"array\":[{\"int\":1},2]}", "{\"what\":1}",
                            "{\"int\":18446744073709551615}", "{\"dict\":[]}"}) {
-    EXPECT_FALSE(Value::fromTypedJson(text).has_value()) << text;
+    Value::ReadFailure failure = Value::ReadFailure::kTooDeep;
+    EXPECT_FALSE(Value::fromTypedJson(text, &failure).has_value()) << text;
+    EXPECT_EQ(failure, Value::ReadFailure::kMalformed) << text;
+  }
+}
+
+std::string repeated(std::string_view part, int times) {
+  std::string text;
+  for (int i = 0; i < times; ++i) text += part;
+  return text;
+}
+
+// Every reader and writer stops at the nesting limit instead of recursing on: text from a
+// server or a damaged store row 100,000 deep would otherwise overflow the decoding thread.
+TEST(ValueTest, NestingIsBoundedInEveryReaderAndWriter) {
+  constexpr int kLimit = Value::kMaxNesting;
+  Value deepest(1);
+  for (int i = 0; i < kLimit; ++i) {
+    deepest = i % 2 ? Value(Value::Array{std::move(deepest)}) : Value(Value::Dictionary{{"k", std::move(deepest)}});
+  }
+  ASSERT_TRUE(deepest.toJson() && deepest.toTypedJson());
+  EXPECT_EQ(Value::fromJson(*deepest.toJson()), deepest);
+  EXPECT_EQ(Value::fromTypedJson(*deepest.toTypedJson()), deepest);
+  for (const Value& tooDeep : {Value(Value::Array{deepest}), Value(Value::Dictionary{{"k", deepest}})}) {
+    EXPECT_FALSE(tooDeep.toJson().has_value());
+    EXPECT_FALSE(tooDeep.toTypedJson().has_value());
+  }
+
+  for (int depth : {kLimit + 1, 100000}) {
+    const std::string plain = repeated("[", depth) + "1" + repeated("]", depth);
+    const std::string typed = repeated("{\"array\":[", depth) + "{\"nil\":null}" + repeated("]}", depth);
+    Value::ReadFailure plainFailure = Value::ReadFailure::kMalformed;
+    Value::ReadFailure typedFailure = Value::ReadFailure::kMalformed;
+    EXPECT_FALSE(Value::fromJson(plain, &plainFailure).has_value()) << depth;
+    EXPECT_FALSE(Value::fromTypedJson(typed, &typedFailure).has_value()) << depth;
+    EXPECT_EQ(plainFailure, Value::ReadFailure::kTooDeep) << depth;
+    EXPECT_EQ(typedFailure, Value::ReadFailure::kTooDeep) << depth;
   }
 }
 

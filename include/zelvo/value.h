@@ -65,18 +65,27 @@ class Value {
   // Member lookup in a dictionary; nullptr when absent or not a dictionary.
   const Value* find(std::string_view key) const;
 
+  // How deep arrays and dictionaries may nest in JSON text read or written here ([[1]] is 2
+  // deep). Text from outside (a server's answer, a damaged store row) could otherwise nest
+  // deep enough to exhaust the stack of whichever thread decodes it.
+  static constexpr int kMaxNesting = 64;
+  // Why a reader gave nothing.
+  enum class ReadFailure { kMalformed, kTooDeep };
+
   // Compact JSON (no whitespace, keys sorted); nothing for what JSON cannot hold (dates,
-  // NaN or infinite numbers). Strings must be valid UTF-8.
+  // NaN or infinite numbers, nesting deeper than kMaxNesting). Strings must be valid UTF-8.
   std::optional<std::string> toJson() const;
   // Parses JSON text; integers that fit become integers, other numbers doubles. Nothing for
-  // text that is not JSON.
-  static std::optional<Value> fromJson(std::string_view text);
+  // text that is not JSON or nests deeper than kMaxNesting; then `failure`, when given, says
+  // which.
+  static std::optional<Value> fromJson(std::string_view text, ReadFailure* failure = nullptr);
 
   // The typed form: every value as a one-key object ({"string":..}, {"int":..}, {"double":..},
   // {"bool":..}, {"date":..}, {"array":[..]}, {"dict":{..}}, {"nil":null}) that keeps every
-  // type and every double and date bit for bit.
-  std::string toTypedJson() const;
-  static std::optional<Value> fromTypedJson(std::string_view text);
+  // type and every double and date bit for bit. Nothing for a value nested deeper than
+  // kMaxNesting; the reader refuses such text likewise.
+  std::optional<std::string> toTypedJson() const;
+  static std::optional<Value> fromTypedJson(std::string_view text, ReadFailure* failure = nullptr);
 
   friend bool operator==(const Value&, const Value&) = default;
 

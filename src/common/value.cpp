@@ -20,7 +20,33 @@ int64_t truncateToInt64(double d) {
   return static_cast<int64_t>(d);
 }
 
-bool toPlainJson(const Value& v, json& out) {
+// The typed form wraps every value in a one-key object, so a value nested n deep is text
+// nested 2n + 1 deep.
+constexpr int kMaxTypedJsonNesting = 2 * Value::kMaxNesting + 1;
+
+// Parses `text` into a document no deeper than `maxNesting`. The parser itself keeps its
+// state on the heap; the limit protects the recursive conversions that follow.
+std::optional<json> parseBounded(std::string_view text, int maxNesting, Value::ReadFailure* failure) {
+  bool tooDeep = false;
+  // `depth` counts the containers around the one starting, so the outermost starts at 0.
+  const json::parser_callback_t limit = [&](int depth, json::parse_event_t event, json&) {
+    if ((event == json::parse_event_t::object_start || event == json::parse_event_t::array_start) &&
+        depth >= maxNesting) {
+      tooDeep = true;
+      return false;  // keeps nothing of it; the parse goes on without recursing
+    }
+    return true;
+  };
+  json j = json::parse(text.begin(), text.end(), limit, /*allow_exceptions=*/false);
+  if (j.is_discarded() || tooDeep) {
+    if (failure) *failure = tooDeep && !j.is_discarded() ? Value::ReadFailure::kTooDeep : Value::ReadFailure::kMalformed;
+    return std::nullopt;
+  }
+  return j;
+}
+
+// `depth` is the number of containers around `v`.
+bool toPlainJson(const Value& v, json& out, int depth = 0) {
   switch (v.type()) {
     case Value::Type::kNil: out = nullptr; return true;
     case Value::Type::kBool: out = *v.asBool(); return true;
@@ -34,19 +60,21 @@ bool toPlainJson(const Value& v, json& out) {
     case Value::Type::kString: out = *v.asString(); return true;
     case Value::Type::kDate: return false;
     case Value::Type::kArray: {
+      if (depth >= Value::kMaxNesting) return false;
       out = json::array();
       for (const Value& e : *v.asArray()) {
         json j;
-        if (!toPlainJson(e, j)) return false;
+        if (!toPlainJson(e, j, depth + 1)) return false;
         out.push_back(std::move(j));
       }
       return true;
     }
     case Value::Type::kDictionary: {
+      if (depth >= Value::kMaxNesting) return false;
       out = json::object();
       for (const auto& [k, e] : *v.asDictionary()) {
         json j;
-        if (!toPlainJson(e, j)) return false;
+        if (!toPlainJson(e, j, depth + 1)) return false;
         out[k] = std::move(j);
       }
       return true;
@@ -99,26 +127,37 @@ std::optional<double> readTypedDouble(const json& j) {
   return std::nullopt;
 }
 
-json toTyped(const Value& v) {
+// `depth` is the number of containers around `v`.
+std::optional<json> toTyped(const Value& v, int depth = 0) {
   switch (v.type()) {
-    case Value::Type::kNil: return {{"nil", nullptr}};
-    case Value::Type::kBool: return {{"bool", *v.asBool()}};
-    case Value::Type::kInt: return {{"int", *v.asInt()}};
-    case Value::Type::kDouble: return {{"double", typedDouble(*v.asDouble())}};
-    case Value::Type::kString: return {{"string", *v.asString()}};
-    case Value::Type::kDate: return {{"date", typedDouble(v.asDate()->seconds)}};
+    case Value::Type::kNil: return json{{"nil", nullptr}};
+    case Value::Type::kBool: return json{{"bool", *v.asBool()}};
+    case Value::Type::kInt: return json{{"int", *v.asInt()}};
+    case Value::Type::kDouble: return json{{"double", typedDouble(*v.asDouble())}};
+    case Value::Type::kString: return json{{"string", *v.asString()}};
+    case Value::Type::kDate: return json{{"date", typedDouble(v.asDate()->seconds)}};
     case Value::Type::kArray: {
+      if (depth >= Value::kMaxNesting) return std::nullopt;
       json a = json::array();
-      for (const Value& e : *v.asArray()) a.push_back(toTyped(e));
-      return {{"array", std::move(a)}};
+      for (const Value& e : *v.asArray()) {
+        std::optional<json> element = toTyped(e, depth + 1);
+        if (!element) return std::nullopt;
+        a.push_back(std::move(*element));
+      }
+      return json{{"array", std::move(a)}};
     }
     case Value::Type::kDictionary: {
+      if (depth >= Value::kMaxNesting) return std::nullopt;
       json d = json::object();
-      for (const auto& [k, e] : *v.asDictionary()) d[k] = toTyped(e);
-      return {{"dict", std::move(d)}};
+      for (const auto& [k, e] : *v.asDictionary()) {
+        std::optional<json> element = toTyped(e, depth + 1);
+        if (!element) return std::nullopt;
+        d[k] = std::move(*element);
+      }
+      return json{{"dict", std::move(d)}};
     }
   }
-  return {{"nil", nullptr}};
+  return json{{"nil", nullptr}};
 }
 
 std::optional<Value> fromTyped(const json& j) {
@@ -228,20 +267,24 @@ std::optional<std::string> Value::toJson() const {
   }
 }
 
-std::optional<Value> Value::fromJson(std::string_view text) {
-  json j = json::parse(text.begin(), text.end(), nullptr, /*allow_exceptions=*/false);
-  if (j.is_discarded()) return std::nullopt;
-  return fromPlainJson(j);
+std::optional<Value> Value::fromJson(std::string_view text, ReadFailure* failure) {
+  std::optional<json> j = parseBounded(text, kMaxNesting, failure);
+  if (!j) return std::nullopt;
+  return fromPlainJson(*j);
 }
 
-std::string Value::toTypedJson() const {
-  return toTyped(*this).dump(-1, ' ', false, json::error_handler_t::replace);
+std::optional<std::string> Value::toTypedJson() const {
+  std::optional<json> j = toTyped(*this);
+  if (!j) return std::nullopt;
+  return j->dump(-1, ' ', false, json::error_handler_t::replace);
 }
 
-std::optional<Value> Value::fromTypedJson(std::string_view text) {
-  json j = json::parse(text.begin(), text.end(), nullptr, /*allow_exceptions=*/false);
-  if (j.is_discarded()) return std::nullopt;
-  return fromTyped(j);
+std::optional<Value> Value::fromTypedJson(std::string_view text, ReadFailure* failure) {
+  std::optional<json> j = parseBounded(text, kMaxTypedJsonNesting, failure);
+  if (!j) return std::nullopt;
+  std::optional<Value> value = fromTyped(*j);
+  if (!value && failure) *failure = ReadFailure::kMalformed;
+  return value;
 }
 
 }  // namespace zelvo

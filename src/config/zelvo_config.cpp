@@ -1,5 +1,7 @@
 #include "zelvo/zelvo_config.h"
 
+#include <string>
+
 #include "common/log_gate.h"
 #include "zelvo/constants.h"
 
@@ -38,7 +40,16 @@ void ZelvoConfig::updateConfigWithComplete(std::function<void(bool)> complete) {
     std::optional<std::string> body = self->platform_->httpClient().fetch(kZelvoConfigURL);
     // No answer: nothing changes and nobody is told.
     if (!body) return;
-    std::optional<Value> parsed = Value::fromJson(*body);
+    Value::ReadFailure failure = Value::ReadFailure::kMalformed;
+    std::optional<Value> parsed = Value::fromJson(*body, &failure);
+    // Text that is merely not JSON goes unlogged; nesting that deep is an attack or a broken
+    // server, worth a line.
+    if (!parsed && failure == Value::ReadFailure::kTooDeep && self->gate_) {
+      self->gate_->error([] {
+        return "[ZV]:The remote configuration nests deeper than " + std::to_string(Value::kMaxNesting) +
+               " levels; keeping the current one";
+      });
+    }
     std::shared_ptr<const Value> dictionary;
     if (parsed && parsed->asDictionary()) dictionary = std::make_shared<const Value>(std::move(*parsed));
     self->platform_->mainRunLoop().post([self, dictionary, complete = std::move(complete)] {

@@ -1,4 +1,5 @@
 #include <cmath>
+#include <string>
 #include <string_view>
 
 #include "ping/zv_ping.h"
@@ -40,8 +41,13 @@ bool isWellFormedUtf8(std::string_view text) {
   return true;
 }
 
-// Why `value` cannot be written as JSON, for the log; nothing when it can.
-std::optional<std::string> whyNotJson(const Value& value) {
+// Why `value` cannot be written as JSON, for the log; nothing when it can. `depth` is the
+// number of containers around `value`.
+std::optional<std::string> whyNotJson(const Value& value, int depth = 0) {
+  const bool container = value.asArray() || value.asDictionary();
+  if (container && depth >= Value::kMaxNesting) {
+    return "it nests deeper than " + std::to_string(Value::kMaxNesting) + " levels";
+  }
   switch (value.type()) {
     case Value::Type::kDate:
       return "a date has no JSON form";
@@ -53,13 +59,13 @@ std::optional<std::string> whyNotJson(const Value& value) {
       return std::nullopt;
     case Value::Type::kArray:
       for (const Value& element : *value.asArray()) {
-        if (auto reason = whyNotJson(element)) return reason;
+        if (auto reason = whyNotJson(element, depth + 1)) return reason;
       }
       return std::nullopt;
     case Value::Type::kDictionary:
       for (const auto& [key, element] : *value.asDictionary()) {
         if (!isWellFormedUtf8(key)) return "a key is not valid UTF-8";
-        if (auto reason = whyNotJson(element)) return reason;
+        if (auto reason = whyNotJson(element, depth + 1)) return reason;
       }
       return std::nullopt;
     default:
@@ -75,7 +81,7 @@ std::optional<std::string> ZVPing::jsonEncode(const Value& object, const LogGate
     gate->error([&] {
       return "[ZV]:Couldn't encode JSON object: " + whyNotJson(object).value_or("not serialisable");
     });
-    gate->standard([&] { return "[ZV]:" + object.toTypedJson(); });
+    gate->standard([&] { return "[ZV]:" + object.toTypedJson().value_or("(too deep to show)"); });
   }
   return json;
 }

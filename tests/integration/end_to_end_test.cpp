@@ -2,6 +2,7 @@
 // the SQLite store in a temporary directory, curl with verification on, reaching a local
 // HTTPS server under the endpoints' real host names.
 #include <gtest/gtest.h>
+#include <sqlite3.h>
 
 #include <chrono>
 #include <filesystem>
@@ -24,6 +25,8 @@
 #include "zelvo/linux/external_run_loop.h"
 #include "zelvo/linux/linux_platform.h"
 #include "zelvo/testing/testing_platform.h"
+#include "zelvo/testing/tracker_probes.h"
+#include "zelvo/zelvo_config.h"
 #include "zelvo/zv_reachability.h"
 #include "zelvo/zv_tracker.h"
 
@@ -283,6 +286,31 @@ TEST_F(EndToEndTest, ResendAndLockOutOverCurl) {
   EXPECT_EQ(log_->count("[ZV]:Lock out mode, not sending pings"), 2u);
 }
 
+// An answer of 100,000 nested arrays (200 kB, well under the fetch cap) is not a JSON object
+// the library can use: the fetching thread lives on and the window stays as it was.
+TEST_F(EndToEndTest, DeeplyNestedConfigurationKeepsTheWindow) {
+  auto app = launch(storePath_);
+  const std::shared_ptr<ZelvoConfig> config = zelvo::testing::configurationForTesting(app->tracker());
+  const auto fetch = [&](std::string body) {
+    server_.serve("/data/config.json", std::move(body));
+    auto stored = std::make_shared<std::promise<bool>>();
+    config->updateConfigWithComplete([stored](bool ok) { stored->set_value(ok); });
+    std::future<bool> outcome = stored->get_future();
+    return outcome.wait_for(kWaitLimit) == std::future_status::ready ? std::optional<bool>(outcome.get()) : std::nullopt;
+  };
+  const auto windowAfterReturning = [&] {
+    postApplicationEvent(app->platform(), ApplicationEvent::kDidBecomeActive);
+    // The window applied is the one kept for the next launch.
+    const std::optional<Value> kept = app->platform().store()->get(kZVEngagementWindowKey);
+    return kept ? kept->unsignedIntValue() : 0u;
+  };
+  EXPECT_EQ(fetch(R"({"engagement_window": 9})"), true);
+  EXPECT_EQ(windowAfterReturning(), 9u);
+  EXPECT_EQ(fetch(std::string(100000, '[') + std::string(100000, ']')), false);
+  EXPECT_EQ(windowAfterReturning(), 9u);
+  EXPECT_EQ(log_->count("[ZV]:The remote configuration nests deeper than 64 levels; keeping the current one"), 1u);
+}
+
 // --- Bad input on the disk: the tracker starts, tracks, pings, and never throws. How the
 // store itself recovers is the store's own test; here it is the tracker on top of it.
 
@@ -340,6 +368,27 @@ TEST_F(EndToEndTest, TruncatedStoreFile) {
   }
   std::filesystem::resize_file(storePath_, std::filesystem::file_size(storePath_) / 2);
   expectTrackingWorksOver(storePath_, true);
+}
+
+// A row 50,000 levels deep once crashed every start while decoding it; it is skipped and
+// the rest, the user token first, is read.
+TEST_F(EndToEndTest, StoreRowNestedTooDeeply) {
+  constexpr char kToken[] = "QUFFQ0F3UUZCZ2NJQ1";
+  {
+    CapturingLogSink quiet;
+    linux_platform::SqliteStore(quiet, storePath_).set(kZVPersistenTokenKey, Value(kToken));
+  }
+  std::string row = "INSERT INTO zelvo_values VALUES ('deep', '";
+  for (int i = 0; i < 50000; ++i) row += "{\"array\":[";
+  row += "{\"nil\":null}";
+  for (int i = 0; i < 50000; ++i) row += "]}";
+  row += "')";
+  sqlite3* db = nullptr;
+  ASSERT_EQ(sqlite3_open(storePath_.c_str(), &db), SQLITE_OK);
+  EXPECT_EQ(sqlite3_exec(db, row.c_str(), nullptr, nullptr, nullptr), SQLITE_OK);
+  sqlite3_close(db);
+  const Query first = expectTrackingWorksOver(storePath_, true);
+  EXPECT_EQ(first.count("u") ? first.at("u") : "", kToken);
 }
 
 // Root reads a file whatever its mode, so the file is made unreadable the way that stops

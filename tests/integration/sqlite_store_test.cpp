@@ -317,19 +317,34 @@ TEST_F(SqliteStoreTest, UnopenablePathIsMovedAside) {
   EXPECT_TRUE(std::filesystem::is_directory(dir_.file(movedAside(dir_)[0])));
 }
 
-TEST_F(SqliteStoreTest, ValueThatDoesNotParseIsSkipped) {
+// A row nested far deeper than any value the store writes would, decoded recursively, crash
+// every start; it is skipped like any row that does not parse, and a value that deep is
+// never written.
+TEST_F(SqliteStoreTest, RowsThatDoNotParseAreSkippedAndTooDeepValuesRefused) {
+  Value tooDeep(1);
+  for (int i = 0; i <= Value::kMaxNesting; ++i) tooDeep = Value(Value::Array{std::move(tooDeep)});
   {
     SqliteStore store(log_, path_, kNeverByItself);
     store.set("good", Value(7));
+    store.set("good", tooDeep);
+    store.set("deep", tooDeep);
+    EXPECT_EQ(store.get("good"), Value(7));
+    EXPECT_FALSE(store.get("deep").has_value());
   }
-  ASSERT_TRUE(execOnFile(path_,
-                         "INSERT INTO zelvo_values VALUES ('bad', '{not json'), ('wrong shape', '{\"int\":\"7\"}')"));
+  EXPECT_FALSE(storedText(path_, "deep").has_value());
+  EXPECT_TRUE(logged(log_, "Not storing the value of \"deep\""));
+  std::string deepRow;
+  for (int i = 0; i < 50000; ++i) deepRow += "{\"array\":[";
+  deepRow += "{\"nil\":null}";
+  for (int i = 0; i < 50000; ++i) deepRow += "]}";
+  ASSERT_TRUE(execOnFile(path_, ("INSERT INTO zelvo_values VALUES ('bad', '{not json'), "
+                                 "('wrong shape', '{\"int\":\"7\"}'), ('deep', '" + deepRow + "')").c_str()));
   SqliteStore reopened(log_, path_, kNeverByItself);
   EXPECT_EQ(reopened.get("good"), Value(7));
-  EXPECT_FALSE(reopened.get("bad").has_value());
-  EXPECT_FALSE(reopened.get("wrong shape").has_value());
-  EXPECT_TRUE(logged(log_, "\"bad\""));
-  EXPECT_TRUE(logged(log_, "\"wrong shape\""));
+  for (const char* key : {"bad", "wrong shape", "deep"}) {
+    EXPECT_FALSE(reopened.get(key).has_value()) << key;
+    EXPECT_TRUE(logged(log_, "stored value of \"" + std::string(key) + "\"")) << key;
+  }
   EXPECT_TRUE(movedAside(dir_).empty());
 }
 

@@ -1,6 +1,8 @@
 // Reading scenario files: exact times, the world line, and refusals that name line and field.
 #include <cstdio>
 #include <fstream>
+#include <string>
+#include <utility>
 
 #include "sim/cli.h"
 #include "sim/exact_time.h"
@@ -100,6 +102,8 @@ TEST(SimParser, MalformedLinesAreRefusedNamingLineAndField) {
       {R"({"do":"config","at":0,"value":{},"fail":true})", 2, "value"},
       {R"({"do":"touch","at":0,"count":-1})", 2, "count"},
       {R"({"do":"world","start":"2026-03-28T10:00:00Z"})", 2, "do"},
+      {R"({"do":"advance","at":1e999})", 2, ""},  // no double holds it
+      {R"({"do":"config","at":0,"value":{"engagement_window":-2E+400}})", 2, ""},
   };
   for (const Refusal& refusal : refusals) {
     std::istringstream in(kWorld + refusal.lines);
@@ -148,20 +152,25 @@ TEST(SimParser, BadWorldLinesAreRefusedNamingTheField) {
 }
 
 // The program refuses a malformed file with exit code 2 before running any of it: the valid
-// lines before the bad one send nothing.
+// lines before the bad one send nothing. A number too large for a double once ended the
+// program through std::terminate instead.
 TEST(SimParser, TheProgramExitsWith2AndRunsNothing) {
   const std::string path = ::testing::TempDir() + "sim_parser_test_bad.jsonl";
-  {
-    std::ofstream file(path);
-    file << kWorld << R"({"do":"start","at":0,"account":9}
+  const std::pair<std::string, std::string> files[] = {
+      {kWorld + R"({"do":"start","at":0,"account":9}
 {"do":"trackView","at":0,"view":"a","viewId":"/a"}
 {"do":"set","at":1,"name":"colour","value":"red"}
-)";
+)",
+       "line 4: name: unknown setter \"colour\""},
+      {R"({"do":"world","start":"2026-03-28T10:00:00Z","seed":7e999})", "line 1: not valid JSON"},
+  };
+  for (const auto& [content, message] : files) {
+    std::ofstream(path) << content;
+    std::ostringstream out, err;
+    EXPECT_EQ(runCommandLine({path}, out, err), kExitRefused);
+    EXPECT_EQ(out.str(), "");
+    EXPECT_NE(err.str().find(message), std::string::npos) << err.str();
   }
-  std::ostringstream out, err;
-  EXPECT_EQ(runCommandLine({path}, out, err), kExitRefused);
-  EXPECT_EQ(out.str(), "");
-  EXPECT_NE(err.str().find("line 4: name: unknown setter \"colour\""), std::string::npos) << err.str();
   std::remove(path.c_str());
 
   std::ostringstream usageOut, usageErr;

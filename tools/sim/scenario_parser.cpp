@@ -91,7 +91,7 @@ std::variant<Scenario, ScenarioError> parseScenario(std::istream& in) {
     json object;
     try {
       object = json::parse(line);
-    } catch (const json::parse_error& e) {
+    } catch (const json::exception& e) {  // a syntax error, or a number no double holds (7e999)
       return ScenarioError{lineNumber, "", std::string("not valid JSON: ") + e.what()};
     }
     if (!object.is_object()) return ScenarioError{lineNumber, "", "must be a JSON object"};

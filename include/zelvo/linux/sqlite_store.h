@@ -23,8 +23,10 @@ class IoThread;
 //
 // Nothing is ever thrown: a file that is not a database, is corrupt or cannot be read is
 // renamed to NAME.corrupt-<UTC time> and a new one started; a stored value that does not
-// parse is skipped; when no file can be used at all (say, its directory cannot be created)
-// the store keeps working in memory. Each of these is logged to the sink ("[ZV]:" lines).
+// parse, or nests deeper than Value::kMaxNesting, is skipped; when no file can be used at all
+// (say, its directory cannot be created) the store keeps working in memory. set() refuses a
+// value nested deeper than Value::kMaxNesting: the key keeps what it held. Each of these is
+// logged to the sink ("[ZV]:" lines).
 //
 // Several processes of the same application may share the file: SQLite's locking keeps it
 // consistent, and the last writer of a key wins. Each process reads the file when it opens

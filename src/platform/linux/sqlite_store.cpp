@@ -6,6 +6,7 @@
 #include <condition_variable>
 #include <cstdlib>
 #include <mutex>
+#include <string>
 #include <utility>
 #include <vector>
 
@@ -123,8 +124,14 @@ void SqliteStore::set(const std::string& key, Value value) {
     return;
   }
   // Serialised before taking the lock, which the writer thread also needs.
-  std::optional<std::string> text;
-  if (impl_->file) text = value.toTypedJson();
+  std::optional<std::string> text = value.toTypedJson();
+  if (!text) {
+    // Refused whether or not there is a file, so that what a key holds never depends on it.
+    impl_->log.write(LogSeverity::kWarning, "[ZV]: Not storing the value of \"" + key + "\": it nests deeper than " +
+                     std::to_string(Value::kMaxNesting) + " levels");
+    return;
+  }
+  if (!impl_->file) text.reset();
   {
     std::lock_guard lock(impl_->mutex);
     impl_->values.insert_or_assign(key, std::move(value));

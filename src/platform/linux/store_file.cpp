@@ -101,9 +101,12 @@ std::optional<Failure> readValues(sqlite3* db, const std::string& path, LogSink&
   int code;
   while ((code = sqlite3_step(select.get())) == SQLITE_ROW) {
     std::string key = columnText(select.get(), 0);
-    std::optional<Value> value = Value::fromTypedJson(columnText(select.get(), 1));
+    Value::ReadFailure failure = Value::ReadFailure::kMalformed;
+    std::optional<Value> value = Value::fromTypedJson(columnText(select.get(), 1), &failure);
     if (!value || value->isNil()) {
-      log.write(LogSeverity::kWarning, "[ZV]: Skipping the unreadable stored value of \"" + key + "\" in " + path);
+      log.write(LogSeverity::kWarning, "[ZV]: Skipping the " +
+                std::string(value || failure == Value::ReadFailure::kMalformed ? "unreadable" : "too deeply nested") +
+                " stored value of \"" + key + "\" in " + path);
       continue;
     }
     values.insert_or_assign(std::move(key), std::move(*value));
