@@ -4,6 +4,7 @@
 #include <linux/netlink.h>
 #include <linux/rtnetlink.h>
 
+#include <algorithm>
 #include <cstring>
 #include <string>
 #include <vector>
@@ -13,10 +14,10 @@ namespace {
 
 // A netlink message of `type` whose payload is an rtmsg followed by `attributes`.
 std::vector<uint8_t> routeMessage(uint16_t type, uint32_t sequence, const std::vector<uint8_t>& attributes) {
-  std::vector<uint8_t> message(NLMSG_HDRLEN);
-  const rtmsg route{};
-  message.insert(message.end(), netlinkBytesOf(route).begin(), netlinkBytesOf(route).end());
-  message.insert(message.end(), attributes.begin(), attributes.end());
+  // The header's room, an all-zero rtmsg, the attributes. Sized once: growing the vector makes
+  // GCC 12 at -O3 warn of a copy out of bounds that cannot happen (-Warray-bounds).
+  std::vector<uint8_t> message(NLMSG_HDRLEN + sizeof(rtmsg) + attributes.size());
+  std::copy(attributes.begin(), attributes.end(), message.begin() + NLMSG_HDRLEN + sizeof(rtmsg));
   nlmsghdr header{};
   header.nlmsg_len = static_cast<uint32_t>(message.size());
   header.nlmsg_type = type;
