@@ -8,7 +8,7 @@
 
 namespace {
 struct DiscardingSink : zelvo::LogSink {
-  void write(std::string_view) override {}
+  void write(zelvo::LogSeverity, std::string_view) override {}
 };
 }  // namespace
 
