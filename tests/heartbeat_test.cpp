@@ -57,13 +57,6 @@ class HeartbeatTest : public TrackerTest {
   std::shared_ptr<View> view = std::make_shared<SimpleView>(Size{320, 480});
 };
 
-TEST_F(HeartbeatTest, AnInactiveReaderIsPingedAtDoublingPeriodsUpTo240Seconds) {
-  startAndTrack();
-  tracker->active(false);
-  advance(945);
-  EXPECT_THAT(pingTimes(), ElementsAre(0, 15, 45, 105, 225, 465, 705, 945));
-}
-
 TEST_F(HeartbeatTest, BecomingActiveDoesNotShortenTheRunningPeriodUntilTheNextView) {
   startAndTrack();
   tracker->active(false);
@@ -95,13 +88,6 @@ TEST_F(HeartbeatTest, OfflineTicksSendNothingButKeepFirstPingAndKeepCounting) {
   EXPECT_EQ(q["E"], "4");
   EXPECT_EQ(q["e"], "4");
   EXPECT_FALSE(tracker->firstPing());
-}
-
-TEST_F(HeartbeatTest, UnreadableFlagsMeanOffline) {
-  platform->reachability().setFlags(std::nullopt);
-  startAndTrack();
-  advance(30);
-  EXPECT_EQ(pingCount(), 0u);
 }
 
 TEST_F(HeartbeatTest, TheLastPathIsSentOnlyOnTheFirstPingOfTheNextView) {
@@ -164,15 +150,6 @@ TEST_F(HeartbeatTest, TheRepeatTestNeedsTheSameViewObjectAndTheSameIdentifier) {
   EXPECT_TRUE(tracker->trackView(other, std::nullopt, std::string("B")));
   EXPECT_TRUE(tracker->trackView(other, std::nullopt, std::string("B")));
   EXPECT_EQ(pingCount(), 7u);
-}
-
-TEST_F(HeartbeatTest, TheFirstViewAfterAStartHasNoPreviousTokenAndNoLastPath) {
-  startAndTrack();
-  EXPECT_FALSE(tracker->previousSessionToken());
-  EXPECT_FALSE(hasKey(lastUrl(), "D"));
-  EXPECT_EQ(tracker->sessionToken()->size(), 32u);
-  tracker->trackView(view, std::string("/b"), std::string("B"));
-  EXPECT_EQ(queryMap(lastUrl())["D"], *tracker->previousSessionToken());
 }
 
 TEST_F(HeartbeatTest, PauseAndResumeMakeOneNewHeartbeatAndAFirstPingInTheSameSession) {
