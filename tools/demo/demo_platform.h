@@ -3,24 +3,17 @@
 #include <memory>
 
 #include "demo/scaled_time.h"
+#include "zelvo/linux/always_reachable_source.h"
 #include "zelvo/linux/linux_platform.h"
 #include "zelvo/platform/platform.h"
 
 namespace zelvo::demo {
 
-// Reports every target reachable: the demo talks only to its collector on 127.0.0.1, which
-// the machine's route to the internet (or the lack of one, in a CI container) says nothing
-// about.
-class LoopbackReachabilitySource : public ReachabilitySource {
- public:
-  std::unique_ptr<ReachabilityTarget> targetForAddress(const Ipv4SocketAddress& address) override;
-  std::unique_ptr<ReachabilityTarget> targetForHostName(const std::string& hostName) override;
-};
-
 // The Linux platform with time sped up: its clock and its main run loop's timers run
 // `factor` times faster, so the library's one-second heartbeat, 15-second ping period and
 // 600-second lock-out pass in a fraction of the time. Everything else is the Linux platform's
-// own, except reachability (above).
+// own, except reachability: every target is reachable, since the demo talks only to its
+// collector on 127.0.0.1, which the machine's route to the internet says nothing about.
 // Thread: the accessors are safe from any thread.
 class DemoPlatform : public Platform {
  public:
@@ -47,7 +40,7 @@ class DemoPlatform : public Platform {
   std::unique_ptr<linux_platform::LinuxPlatform> linux_;
   ScaledClock clock_;
   ScaledRunLoop runLoop_;
-  LoopbackReachabilitySource reachability_;
+  linux_platform::AlwaysReachableSource reachability_;
 };
 
 }  // namespace zelvo::demo
