@@ -150,7 +150,8 @@ TEST(PingParametersTest, IdentitySyncThatIsNotJsonSendsEmptyAndLogsTwoLines) {
                         Case{Value(std::string("\xC3\x28")), "a string is not valid UTF-8"}}) {
     sink.clear();
     Arguments a = test::typicalPingArguments();
-    a.idSync = Value(Value::Dictionary{{"k", Value(Value::Array{c.bad})}});
+    const Value sync(Value::Dictionary{{"k", Value(Value::Array{c.bad})}});
+    a.idSync = sync;
     EXPECT_EQ(valueOf(build(a, true, &gate), "_s"), "");
     std::vector<std::string> lines = sink.lines();
     ASSERT_EQ(lines.size(), 2u);
