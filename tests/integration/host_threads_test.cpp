@@ -63,7 +63,10 @@ TEST(HostThreads, ManyThreadsCallTheTrackerAtOnceAndEveryPingIsWellFormed) {
 
   // Each new view pings at once.
   constexpr std::size_t kViews = kThreads * kViewsPerThread;
-  ASSERT_TRUE(server.waitForRequests(kViews, std::chrono::seconds(30)));
+  ASSERT_TRUE(server.waitForRequests(kViews, std::chrono::seconds(30)))
+      << server.requests().size() << " received, " << tracker->pingStatus().pingsAttempted << " attempted, "
+      << tracker->pingStatus().skippedOffline << " skipped offline, " << tracker->pingStatus().skippedLockedOut
+      << " skipped locked out";
   for (const RecordedRequest& request : server.requests()) {
     EXPECT_EQ(request.path, "/ping");
     EXPECT_TRUE(request.query.starts_with("h=")) << request.query;
