@@ -1,27 +1,16 @@
 #include "platform/linux/endpoint.h"
 
 #include <arpa/inet.h>
-#include <curl/curl.h>
 
 #include <array>
 #include <memory>
 #include <optional>
 
+#include "platform/linux/curl_url.h"
 #include "zelvo/constants.h"
 
 namespace zelvo::linux_platform {
 namespace {
-
-using UrlHandle = std::unique_ptr<CURLU, decltype(&curl_url_cleanup)>;
-
-// One part of a parsed URL, or nothing when the URL has no such part.
-std::optional<std::string> part(CURLU* url, CURLUPart which) {
-  char* text = nullptr;
-  if (curl_url_get(url, which, &text, 0) != CURLUE_OK || text == nullptr) return std::nullopt;
-  std::string copy(text);
-  curl_free(text);
-  return copy;
-}
 
 // "https://host/" of one of the library's URLs: what a request must start with to be moved.
 std::string_view hostPrefix(std::string_view url) {
@@ -42,23 +31,23 @@ std::variant<Endpoint, std::string> Endpoint::parse(std::string_view text) {
   if (text.find_first_of(std::string_view("\r\n\0 ", 4)) != std::string_view::npos) {
     return quoted + "holds a space, a line break or a NUL";
   }
-  UrlHandle url(curl_url(), &curl_url_cleanup);
+  CurlUrl url(curl_url());
   if (!url) return std::string("no memory to read the endpoint");
   const std::string owned(text);
   if (const CURLUcode code = curl_url_set(url.get(), CURLUPART_URL, owned.c_str(), 0); code != CURLUE_OK) {
     return quoted + "is not a URL (" + curl_url_strerror(code) + ")";
   }
-  if (part(url.get(), CURLUPART_SCHEME) != "https") return quoted + "must start with https://";
-  if (part(url.get(), CURLUPART_USER) || part(url.get(), CURLUPART_PASSWORD)) {
+  if (urlPart(url.get(), CURLUPART_SCHEME) != "https") return quoted + "must start with https://";
+  if (urlPart(url.get(), CURLUPART_USER) || urlPart(url.get(), CURLUPART_PASSWORD)) {
     return quoted + "must not hold a user name or password";
   }
-  if (part(url.get(), CURLUPART_QUERY) || part(url.get(), CURLUPART_FRAGMENT)) {
+  if (urlPart(url.get(), CURLUPART_QUERY) || urlPart(url.get(), CURLUPART_FRAGMENT)) {
     return quoted + "must not hold a query (?) or fragment (#)";
   }
-  const std::optional<std::string> host = part(url.get(), CURLUPART_HOST);
+  const std::optional<std::string> host = urlPart(url.get(), CURLUPART_HOST);
   if (!host || host->empty()) return quoted + "names no host";
-  const std::optional<std::string> port = part(url.get(), CURLUPART_PORT);
-  std::string path = part(url.get(), CURLUPART_PATH).value_or("/");
+  const std::optional<std::string> port = urlPart(url.get(), CURLUPART_PORT);
+  std::string path = urlPart(url.get(), CURLUPART_PATH).value_or("/");
   while (!path.empty() && path.back() == '/') path.pop_back();
 
   Endpoint endpoint;
