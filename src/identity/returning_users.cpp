@@ -13,6 +13,8 @@ constexpr double kNewUserSeconds = 1800.0;
 constexpr double kVisitGapSeconds = 2592000.0;
 constexpr double kOldestOpenOffset = -1296000.0;
 constexpr double kSecondsPerDay = 86400.0;
+// Today and the fifteen days before it: the most open days the window can hold.
+constexpr size_t kOpenDaysInWindow = 16;
 
 }  // namespace
 
@@ -59,8 +61,10 @@ void Identity::updateUserReturnFrequency() {
   std::erase_if(days, [&](double day) { return !(day >= cutoff && day <= today); });
 
   if (store) {
+    // Sized for a full window from the first day, so the record the store keeps does not grow
+    // day by day as the window fills: a week of reading holds what an hour held.
     Value::Array array;
-    array.reserve(days.size());
+    array.reserve(std::max(days.size(), kOpenDaysInWindow));
     for (double day : days) array.emplace_back(Date{day});
     store->set(kZVAppOpenDatesKey, Value(std::move(array)));
     store->synchronize();
