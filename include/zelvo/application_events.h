@@ -1,6 +1,7 @@
 #pragma once
 
 #include "zelvo/platform/platform.h"
+#include "zelvo/export.h"
 
 namespace zelvo {
 
@@ -22,6 +23,6 @@ enum class ApplicationEvent {
 
 // Posts the event's notification on `platform`'s notification centre, on its main thread;
 // returns once it has been delivered. Thread: any.
-void postApplicationEvent(Platform& platform, ApplicationEvent event);
+ZELVO_EXPORT void postApplicationEvent(Platform& platform, ApplicationEvent event);
 
 }  // namespace zelvo

@@ -1,70 +1,72 @@
 #pragma once
 
+#include "zelvo/export.h"
+
 // The library's exported constants: store keys, endpoints, notification names, wire keys and
 // protocol numbers. Their texts are part of the protocol and never change.
 
 namespace zelvo {
 
 // Version of the library.
-extern const double ZelvoVersionNumber;
-extern const unsigned char ZelvoVersionString[];
+ZELVO_EXPORT extern const double ZelvoVersionNumber;
+ZELVO_EXPORT extern const unsigned char ZelvoVersionString[];
 
 // Keys of the values kept in the application's preferences.
-extern const char* const kZVPersistenTokenKey;
-extern const char* const kZVUserVisitTrackingKey;
-extern const char* const kZVUserFirstVisitTrackingKey;
-extern const char* const kZVAppOpenDatesKey;
-extern const char* const kSiteVisitUidKey;
-extern const char* const kSiteVisitDepthKey;
-extern const char* const kSiteVisitReferrerKey;
-extern const char* const kSiteVisitRefreshTimeKey;
-extern const char* const kZVEngagementWindowKey;
+ZELVO_EXPORT extern const char* const kZVPersistenTokenKey;
+ZELVO_EXPORT extern const char* const kZVUserVisitTrackingKey;
+ZELVO_EXPORT extern const char* const kZVUserFirstVisitTrackingKey;
+ZELVO_EXPORT extern const char* const kZVAppOpenDatesKey;
+ZELVO_EXPORT extern const char* const kSiteVisitUidKey;
+ZELVO_EXPORT extern const char* const kSiteVisitDepthKey;
+ZELVO_EXPORT extern const char* const kSiteVisitReferrerKey;
+ZELVO_EXPORT extern const char* const kSiteVisitRefreshTimeKey;
+ZELVO_EXPORT extern const char* const kZVEngagementWindowKey;
 
 // Endpoints. Pings go to one of the two bases, each ending in "/ping?".
-extern const char* const kZVPingURLBase;
-extern const char* const kZVPongURLBase;
-extern const char* const kZelvoConfigURL;
-extern const char* const kZelvoConfigEngagementWindowKey;
+ZELVO_EXPORT extern const char* const kZVPingURLBase;
+ZELVO_EXPORT extern const char* const kZVPongURLBase;
+ZELVO_EXPORT extern const char* const kZelvoConfigURL;
+ZELVO_EXPORT extern const char* const kZelvoConfigEngagementWindowKey;
 
 // Notifications around each ping request, and their user-info key.
-extern const char* const kZVWillSendPingRequestNotification;
-extern const char* const kZVDidSendPingRequestNotification;
-extern const char* const kZVDidSendPingRequestNotificationURLKey;
+ZELVO_EXPORT extern const char* const kZVWillSendPingRequestNotification;
+ZELVO_EXPORT extern const char* const kZVDidSendPingRequestNotification;
+ZELVO_EXPORT extern const char* const kZVDidSendPingRequestNotificationURLKey;
 
 // Keys of a request record kept for resends.
-extern const char* const kZVParams;
-extern const char* const kZVNumRetries;
-extern const char* const kZVUserAgent;
+ZELVO_EXPORT extern const char* const kZVParams;
+ZELVO_EXPORT extern const char* const kZVNumRetries;
+ZELVO_EXPORT extern const char* const kZVUserAgent;
 
 // The user-agent template; both placeholders take the device model name.
-extern const char* const kZVIosUserAgent;
+ZELVO_EXPORT extern const char* const kZVIosUserAgent;
 
 // Wire keys.
-extern const char* const kZVPagePathKeyForVideo;
-extern const char* const kZVPageDomainKeyForVideo;
-extern const char* const kZVPageAppIdKeyForVideo;
-extern const char* const kZVPageTitleKeyForVideo;
-extern const char* const kZVContentEngagementKeyForVideo;
-extern const char* const kZVVideoPathKeyForPage;
-extern const char* const kZVVideoTitleKeyForPage;
-extern const char* const kZVVideoHostKeyForPage;
-extern const char* const kZVVideoTypeKey;
-extern const char* const kZVVideoDurationKey;
-extern const char* const kZVVideoStateKey;
-extern const char* const kZVVideoThumbnailKey;
-extern const char* const kZVPathKey;
-extern const char* const kZVTitleKey;
-extern const char* const kZVHostKey;
+ZELVO_EXPORT extern const char* const kZVPagePathKeyForVideo;
+ZELVO_EXPORT extern const char* const kZVPageDomainKeyForVideo;
+ZELVO_EXPORT extern const char* const kZVPageAppIdKeyForVideo;
+ZELVO_EXPORT extern const char* const kZVPageTitleKeyForVideo;
+ZELVO_EXPORT extern const char* const kZVContentEngagementKeyForVideo;
+ZELVO_EXPORT extern const char* const kZVVideoPathKeyForPage;
+ZELVO_EXPORT extern const char* const kZVVideoTitleKeyForPage;
+ZELVO_EXPORT extern const char* const kZVVideoHostKeyForPage;
+ZELVO_EXPORT extern const char* const kZVVideoTypeKey;
+ZELVO_EXPORT extern const char* const kZVVideoDurationKey;
+ZELVO_EXPORT extern const char* const kZVVideoStateKey;
+ZELVO_EXPORT extern const char* const kZVVideoThumbnailKey;
+ZELVO_EXPORT extern const char* const kZVPathKey;
+ZELVO_EXPORT extern const char* const kZVTitleKey;
+ZELVO_EXPORT extern const char* const kZVHostKey;
 
 // Protocol numbers.
-extern const int kZVMaxUUIDLength;
-extern const int kSecondsToTrackSiteVisit;
-extern const int kZVDefaultEngagementWindow;
-extern const int kZVPingEndpointVersion;
-extern const double kLockOutTime;
-extern const int kZVMaxNumberOfRetries;
-extern const int kDecayDelay;
-extern const int kInitialPingInterval;
-extern const char* const kZelvoSDKVersion;
+ZELVO_EXPORT extern const int kZVMaxUUIDLength;
+ZELVO_EXPORT extern const int kSecondsToTrackSiteVisit;
+ZELVO_EXPORT extern const int kZVDefaultEngagementWindow;
+ZELVO_EXPORT extern const int kZVPingEndpointVersion;
+ZELVO_EXPORT extern const double kLockOutTime;
+ZELVO_EXPORT extern const int kZVMaxNumberOfRetries;
+ZELVO_EXPORT extern const int kDecayDelay;
+ZELVO_EXPORT extern const int kInitialPingInterval;
+ZELVO_EXPORT extern const char* const kZelvoSDKVersion;
 
 }  // namespace zelvo

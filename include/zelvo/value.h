@@ -8,10 +8,12 @@
 #include <variant>
 #include <vector>
 
+#include "zelvo/export.h"
+
 namespace zelvo {
 
 // An instant, in seconds since 2001-01-01T00:00:00Z.
-struct Date {
+struct ZELVO_EXPORT Date {
   double seconds = 0.0;
   friend bool operator==(const Date&, const Date&) = default;
 };
@@ -20,7 +22,7 @@ struct Date {
 // dictionaries hold. Nil is not the empty string. Booleans, integers and doubles are all
 // numbers, and convert like the platform's number objects.
 // Thread: a value is a plain value; share it read-only or copy it.
-class Value {
+class ZELVO_EXPORT Value {
  public:
   using Array = std::vector<Value>;
   using Dictionary = std::map<std::string, Value, std::less<>>;

@@ -6,6 +6,7 @@
 
 #include "zelvo/platform/platform.h"
 #include "zelvo/value.h"
+#include "zelvo/export.h"
 
 namespace zelvo {
 
@@ -14,7 +15,7 @@ class LogGate;
 // The library's remote configuration: a dictionary fetched from the configuration endpoint,
 // served with a built-in default ({"engagement_window": 5}) until a fetch succeeds.
 // Thread: every member is safe from any thread; completions run on the main run loop.
-class ZelvoConfig : public std::enable_shared_from_this<ZelvoConfig> {
+class ZELVO_EXPORT ZelvoConfig : public std::enable_shared_from_this<ZelvoConfig> {
  public:
   // The process-wide instance: the configuration of the shared tracker.
   static std::shared_ptr<ZelvoConfig> getInstance();

@@ -6,6 +6,7 @@
 
 #include "zelvo/platform/platform.h"
 #include "zelvo/platform/reachability_source.h"
+#include "zelvo/export.h"
 
 namespace zelvo {
 
@@ -19,7 +20,7 @@ namespace zelvo {
 // The platform must outlive every monitor made on it. The monitor owns its target.
 // Thread: the status queries may be called from any thread; startNotifier, stopNotifier and
 // destruction belong on the main thread. The monitor has no lock: its fields are set once.
-class ZVReachability {
+class ZELVO_EXPORT ZVReachability {
  public:
   // 0: not reachable (also when the flags cannot be read); 1: reachable, by any route. A
   // cellular route counts as reachable like any other; no third value exists.

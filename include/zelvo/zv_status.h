@@ -5,10 +5,12 @@
 #include <optional>
 #include <string>
 
+#include "zelvo/export.h"
+
 namespace zelvo {
 
 // What became of one ping: an answer, no answer, or no request at all.
-struct ZVPingOutcome {
+struct ZELVO_EXPORT ZVPingOutcome {
   enum class Kind {
     kDelivered,         // answered 200
     kResent,            // answered 202 or 500: sent again (at most three times in all)
@@ -32,7 +34,7 @@ struct ZVPingOutcome {
 };
 
 // Counters of the pings of one tracker since it was made (all of its starts).
-struct ZVStatus {
+struct ZELVO_EXPORT ZVStatus {
   uint64_t pingsAttempted = 0;  // requests started, resends included
   uint64_t pingsDelivered = 0;  // kDelivered
   uint64_t pingsResent = 0;     // kResent

@@ -11,6 +11,7 @@
 #include "zelvo/platform/view.h"
 #include "zelvo/value.h"
 #include "zelvo/zv_status.h"
+#include "zelvo/export.h"
 
 namespace zelvo {
 
@@ -20,9 +21,9 @@ class ZelvoConfig;
 // before the first sharedTracker(); later calls (and a null platform) change nothing, return
 // false and log why at error severity, whatever the debug mode. Without it, the default Linux
 // platform is used. Thread: any.
-bool installPlatform(std::shared_ptr<Platform> platform);
+ZELVO_EXPORT bool installPlatform(std::shared_ptr<Platform> platform);
 // The platform of the process-wide tracker (the installed one, or the default made now).
-std::shared_ptr<Platform> installedPlatform();
+ZELVO_EXPORT std::shared_ptr<Platform> installedPlatform();
 
 // The tracker a host application talks to: start it with an account number, tell it which
 // view the reader looks at, and it measures dwell, engagement and scrolling and sends pings.
@@ -35,7 +36,7 @@ std::shared_ptr<Platform> installedPlatform();
 // short), and never wait when called on the main thread or from a callback of the library,
 // which all run there. stopTracker() and the debug-mode and log-level accessors act at once
 // from any thread. Nothing here throws or reports errors to the host.
-class ZVTracker : public std::enable_shared_from_this<ZVTracker> {
+class ZELVO_EXPORT ZVTracker : public std::enable_shared_from_this<ZVTracker> {
  public:
   using StringList = std::optional<std::vector<std::string>>;
   // The private part: the components and the properties (src/tracker/tracker_internal.h).

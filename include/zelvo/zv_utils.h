@@ -5,10 +5,12 @@
 #include <span>
 #include <string>
 
+#include "zelvo/export.h"
+
 namespace zelvo {
 
 // Helpers of the identity tokens. Thread: any; no state.
-class ZVUtils {
+class ZELVO_EXPORT ZVUtils {
  public:
   // Base64 with the alphabet A-Z a-z 0-9 "_" "-" (62 is "_", 63 is "-") and "_" as the
   // padding character, so a padded "_" and digit 62 look alike; tokens depend on exactly this

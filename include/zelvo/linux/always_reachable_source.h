@@ -4,13 +4,14 @@
 #include <string>
 
 #include "zelvo/platform/reachability_source.h"
+#include "zelvo/export.h"
 
 namespace zelvo::linux_platform {
 
 // Reachability that never asks the system: every target is Reachable | IsDirect and never
 // changes. For a collector on this machine or a network the routing table does not describe
 // (a container without a default route, a VPN that routes by policy). Thread: any.
-class AlwaysReachableSource : public ReachabilitySource {
+class ZELVO_EXPORT AlwaysReachableSource : public ReachabilitySource {
  public:
   std::unique_ptr<ReachabilityTarget> targetForAddress(const Ipv4SocketAddress& address) override;
   std::unique_ptr<ReachabilityTarget> targetForHostName(const std::string& hostName) override;

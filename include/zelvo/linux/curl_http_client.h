@@ -9,13 +9,14 @@
 
 #include "zelvo/platform/http_client.h"
 #include "zelvo/platform/log_sink.h"
+#include "zelvo/export.h"
 
 namespace zelvo::linux_platform {
 
 class CurlWorker;
 class IoThread;
 
-struct CurlHttpClientOptions {
+struct ZELVO_EXPORT CurlHttpClientOptions {
   // A PEM bundle of the certificate authorities to trust instead of the system's.
   std::optional<std::string> caFile;
   // Entries "HOST:PORT:ADDR:PORT": connect to ADDR:PORT whenever a URL names HOST:PORT,
@@ -53,7 +54,7 @@ struct CurlHttpClientOptions {
 // the client is going away. The destructor waits a bounded time for that; an I/O thread held
 // up longer (by a completion that blocks) aborts them once it is free. Destroy the client on
 // any thread, including from within a completion.
-class CurlHttpClient : public HttpClient {
+class ZELVO_EXPORT CurlHttpClient : public HttpClient {
  public:
   using Options = CurlHttpClientOptions;
 

@@ -6,6 +6,7 @@
 #include <optional>
 
 #include "zelvo/platform/run_loop.h"
+#include "zelvo/export.h"
 
 namespace zelvo::linux_platform {
 
@@ -44,7 +45,7 @@ class LoopQueue;
 // returns without running the task.
 //
 // Thread: runDue() and the destructor on the main thread; everything else from any thread.
-class ExternalRunLoop : public RunLoop {
+class ZELVO_EXPORT ExternalRunLoop : public RunLoop {
  public:
   ExternalRunLoop();
   // Drops pending tasks and timers without running them and releases runAndWait callers.

@@ -4,6 +4,7 @@
 #include <optional>
 
 #include "zelvo/platform/screen.h"
+#include "zelvo/export.h"
 
 namespace zelvo::linux_platform {
 
@@ -11,7 +12,7 @@ namespace zelvo::linux_platform {
 // ask for (X11, Wayland, a framebuffer, none at all), so the host tells us its window's
 // display in points and its scale, and again whenever they change. None until it does.
 // Thread: every member is safe from any thread.
-class HostScreen : public Screen {
+class ZELVO_EXPORT HostScreen : public Screen {
  public:
   std::optional<ScreenMetrics> mainScreen() const override;
   // Nothing means there is no screen (a headless host).

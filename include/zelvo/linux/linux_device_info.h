@@ -5,6 +5,7 @@
 #include <string>
 
 #include "zelvo/platform/device_info.h"
+#include "zelvo/export.h"
 
 namespace zelvo::linux_platform {
 
@@ -13,7 +14,7 @@ namespace zelvo::linux_platform {
 // the application identifier defaults to the running program's file name. A host sets its
 // own (a reverse-DNS identifier, say) before starting the tracker.
 // Thread: every member is safe from any thread.
-class LinuxDeviceInfo : public DeviceInfo {
+class ZELVO_EXPORT LinuxDeviceInfo : public DeviceInfo {
  public:
   LinuxDeviceInfo();
 

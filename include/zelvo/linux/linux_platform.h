@@ -16,6 +16,7 @@
 #include "zelvo/linux/thread_executor.h"
 #include "zelvo/linux/urandom_uuid_source.h"
 #include "zelvo/platform/platform.h"
+#include "zelvo/export.h"
 
 namespace zelvo::linux_platform {
 
@@ -29,7 +30,7 @@ enum class ReachabilityChoice {
   kHost,             // the host's own source, LinuxPlatformOptions::reachabilitySource
 };
 
-struct LinuxPlatformOptions {
+struct ZELVO_EXPORT LinuxPlatformOptions {
   // The store's file; by default zelvo.sqlite in the XDG data directory of the application.
   std::optional<std::string> storePath;
   // Where pings and the configuration go: a base URL "https://host[:port][/prefix]" in place
@@ -76,7 +77,7 @@ struct LinuxPlatformOptions {
 //   zelvo::installPlatform(std::make_shared<zelvo::linux_platform::LinuxPlatform>(options));
 //
 // Thread: the accessors are safe from any thread.
-class LinuxPlatform : public Platform {
+class ZELVO_EXPORT LinuxPlatform : public Platform {
  public:
   using Options = LinuxPlatformOptions;
   explicit LinuxPlatform(Options options = {});

@@ -6,6 +6,7 @@
 #include "zelvo/platform/log_sink.h"
 #include "zelvo/platform/reachability_source.h"
 #include "zelvo/platform/run_loop.h"
+#include "zelvo/export.h"
 
 namespace zelvo::linux_platform {
 
@@ -43,7 +44,7 @@ class IoThread;
 // the source. The destructor stops the watching (within the time of one reading); the
 // caller owns the targets it returns, which may outlive the source but are
 // no longer called back once it is gone.
-class NetlinkReachabilitySource : public ReachabilitySource {
+class ZELVO_EXPORT NetlinkReachabilitySource : public ReachabilitySource {
  public:
   NetlinkReachabilitySource(RunLoop& mainLoop, LogSink& log);
   // Watches on `ioThread` (the Linux platform's, shared with its other services).

@@ -7,6 +7,7 @@
 
 #include "zelvo/platform/key_value_store.h"
 #include "zelvo/platform/log_sink.h"
+#include "zelvo/export.h"
 
 namespace zelvo::linux_platform {
 
@@ -33,7 +34,7 @@ class IoThread;
 // it and does not see the others' later writes.
 //
 // Thread: every member is safe from any thread.
-class SqliteStore : public KeyValueStore {
+class ZELVO_EXPORT SqliteStore : public KeyValueStore {
  public:
   static constexpr std::chrono::milliseconds kDefaultWriteDelay{1000};
 

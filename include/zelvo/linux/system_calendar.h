@@ -5,6 +5,7 @@
 #include <string>
 
 #include "zelvo/platform/calendar.h"
+#include "zelvo/export.h"
 
 namespace zelvo {
 class TimeZone;
@@ -16,7 +17,7 @@ namespace zelvo::linux_platform {
 // made: $TZ when set (a zone name, with or without a leading ':', or a path to a TZif file),
 // else /etc/localtime, and UTC when the zone cannot be read (or $TZ is empty).
 // Thread: any; the zone is fixed once made.
-class SystemCalendar : public Calendar {
+class ZELVO_EXPORT SystemCalendar : public Calendar {
  public:
   SystemCalendar();
   // A calendar for `tzValue` as if it were the value of $TZ (nothing: $TZ unset).

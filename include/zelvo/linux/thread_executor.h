@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "zelvo/platform/run_loop.h"
+#include "zelvo/export.h"
 
 namespace zelvo::linux_platform {
 
@@ -19,7 +20,7 @@ namespace zelvo::linux_platform {
 // Thread: execute() from any thread, also from inside a task. Destroy it from a thread that
 // is not one of its workers: the destructor waits for the tasks in progress to return,
 // drops the queued ones without running them, and joins the workers.
-class ThreadExecutor : public Executor {
+class ZELVO_EXPORT ThreadExecutor : public Executor {
  public:
   // At least one worker at a time.
   explicit ThreadExecutor(std::size_t threadCount = 1);

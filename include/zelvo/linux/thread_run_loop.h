@@ -7,6 +7,7 @@
 #include <thread>
 
 #include "zelvo/platform/run_loop.h"
+#include "zelvo/export.h"
 
 namespace zelvo::linux_platform {
 
@@ -27,7 +28,7 @@ class LoopQueue;
 // own (never from one of its callbacks), after the library objects that use it: the
 // destructor waits for the callback in progress to return, drops pending tasks and timers
 // without running them and joins the thread.
-class ThreadRunLoop : public RunLoop {
+class ZELVO_EXPORT ThreadRunLoop : public RunLoop {
  public:
   ThreadRunLoop();
   ~ThreadRunLoop() override;

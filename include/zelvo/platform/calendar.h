@@ -1,10 +1,12 @@
 #pragma once
 
+#include "zelvo/export.h"
+
 namespace zelvo {
 
 // The user's calendar in the current time zone.
 // Thread: callable from any thread.
-class Calendar {
+class ZELVO_EXPORT Calendar {
  public:
   virtual ~Calendar() = default;
   // Local midnight (start of the calendar day) of `instant`, both in seconds since

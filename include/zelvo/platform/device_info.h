@@ -3,10 +3,12 @@
 #include <optional>
 #include <string>
 
+#include "zelvo/export.h"
+
 namespace zelvo {
 
 // Facts about the device and the host application. Thread: any.
-class DeviceInfo {
+class ZELVO_EXPORT DeviceInfo {
  public:
   virtual ~DeviceInfo() = default;
   // The device's model name ("iPhone", "iPad", "Linux", ...).

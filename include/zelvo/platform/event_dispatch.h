@@ -5,6 +5,8 @@
 #include <functional>
 #include <mutex>
 
+#include "zelvo/export.h"
+
 namespace zelvo {
 
 // The kinds of events an application receives.
@@ -23,7 +25,7 @@ constexpr EventTypeSet eventTypeBit(EventType type) {
   return EventTypeSet{1} << (index < 31 ? index : 31);
 }
 
-struct Event {
+struct ZELVO_EXPORT Event {
   EventType type = EventType::kTouches;
   int subtype = 0;
   double timestamp = 0.0;
@@ -35,7 +37,7 @@ struct Event {
 // Thread: sendEvent() from any thread (the application handler and the hook run on the calling
 // thread; the library carries what the hook tells it onto the main thread). Set the handler and
 // the hook before the first event.
-class EventDispatch {
+class ZELVO_EXPORT EventDispatch {
  public:
   using Hook = void (*)(void* context, const Event& event);
 

@@ -8,9 +8,11 @@
 #include <variant>
 #include <vector>
 
+#include "zelvo/export.h"
+
 namespace zelvo {
 
-struct HttpRequest {
+struct ZELVO_EXPORT HttpRequest {
   std::string url;
   std::vector<std::pair<std::string, std::string>> headers;
   double timeoutSeconds = 60.0;
@@ -19,13 +21,13 @@ struct HttpRequest {
 };
 
 // An HTTP answer, whatever its status.
-struct HttpResponse {
+struct ZELVO_EXPORT HttpResponse {
   int statusCode = 0;
   std::string url;  // the URL that answered
 };
 
 // No HTTP answer: timeout, no connection, TLS failure, refused URL.
-struct HttpError {
+struct ZELVO_EXPORT HttpError {
   // What went wrong, as far as the client can tell.
   enum class Kind {
     kConnection,  // the server or proxy could not be reached, or hung up
@@ -41,7 +43,7 @@ struct HttpError {
 using HttpResult = std::variant<HttpResponse, HttpError>;
 using HttpCompletion = std::function<void(const HttpResult&)>;
 
-class HttpClient {
+class ZELVO_EXPORT HttpClient {
  public:
   virtual ~HttpClient() = default;
   // Starts a GET and returns at once. `done` runs exactly once, on a thread of the client's

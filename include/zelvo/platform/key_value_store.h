@@ -4,13 +4,14 @@
 #include <string>
 
 #include "zelvo/value.h"
+#include "zelvo/export.h"
 
 namespace zelvo {
 
 // The persistent store of the application's preferences, which the library uses for the few
 // values it keeps across launches. A value read back is the value written, bit for bit.
 // Thread: every call is safe from any thread; reads see the latest write of any thread.
-class KeyValueStore {
+class ZELVO_EXPORT KeyValueStore {
  public:
   virtual ~KeyValueStore() = default;
   virtual std::optional<Value> get(const std::string& key) const = 0;

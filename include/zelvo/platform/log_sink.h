@@ -2,6 +2,8 @@
 
 #include <string_view>
 
+#include "zelvo/export.h"
+
 namespace zelvo {
 
 // How much a log line matters, so that a host's sink can file or filter it.
@@ -13,7 +15,7 @@ enum class LogSeverity { kDebug, kInfo, kWarning, kError };
 
 // Where the library's log lines go (each a whole line, without a trailing newline).
 // Thread: called from any thread, possibly concurrently.
-class LogSink {
+class ZELVO_EXPORT LogSink {
  public:
   virtual ~LogSink() = default;
   virtual void write(LogSeverity severity, std::string_view line) = 0;

@@ -8,11 +8,12 @@
 #include <vector>
 
 #include "zelvo/value.h"
+#include "zelvo/export.h"
 
 namespace zelvo {
 
 // One posted notification. The name, object and user info are borrowed for the delivery only.
-struct Notification {
+struct ZELVO_EXPORT Notification {
   std::string_view name;
   const void* object = nullptr;
   const Value* userInfo = nullptr;  // a dictionary, or nullptr for none
@@ -27,7 +28,7 @@ struct Notification {
 // Thread: every member is safe from any thread, also from inside a delivery. A registration
 // added during a delivery is not called for that post; one removed during a delivery is not
 // called after its removal has returned on the same thread. Posting allocates nothing.
-class NotificationCenter {
+class ZELVO_EXPORT NotificationCenter {
  public:
   using Callback = std::function<void(const Notification&)>;
 

@@ -14,13 +14,14 @@
 #include "zelvo/platform/run_loop.h"
 #include "zelvo/platform/screen.h"
 #include "zelvo/platform/uuid_source.h"
+#include "zelvo/export.h"
 
 namespace zelvo {
 
 // Every platform service the library uses, in one object. A tracker is built on one
 // platform and holds it for its life. The services live as long as the platform.
 // Thread: the accessors are safe from any thread.
-class Platform {
+class ZELVO_EXPORT Platform {
  public:
   virtual ~Platform() = default;
   virtual Clock& clock() = 0;

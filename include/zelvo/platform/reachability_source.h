@@ -7,6 +7,8 @@
 #include <optional>
 #include <string>
 
+#include "zelvo/export.h"
+
 namespace zelvo {
 
 // Reachability flags of a target, one bit each.
@@ -22,7 +24,7 @@ inline constexpr uint32_t kIsWWAN = 0x40000;
 }  // namespace reachability_flags
 
 // An IPv4 socket address as the reachability targets take it (port in network byte order).
-struct Ipv4SocketAddress {
+struct ZELVO_EXPORT Ipv4SocketAddress {
   uint8_t length = 16;
   uint8_t family = 2;  // AF_INET
   uint16_t port = 0;
@@ -30,7 +32,7 @@ struct Ipv4SocketAddress {
 };
 
 // One watched destination: the internet (the zero address), the link-local network, a host.
-class ReachabilityTarget {
+class ZELVO_EXPORT ReachabilityTarget {
  public:
   virtual ~ReachabilityTarget() = default;
   // The target's flags now, or nothing when they cannot be read. Thread: any.
@@ -44,7 +46,7 @@ class ReachabilityTarget {
   virtual void unscheduleFromMainRunLoop() = 0;
 };
 
-class ReachabilitySource {
+class ZELVO_EXPORT ReachabilitySource {
  public:
   virtual ~ReachabilitySource() = default;
   // A target for an address, or nullptr when the platform refuses it. Thread: any.

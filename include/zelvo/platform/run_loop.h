@@ -3,10 +3,12 @@
 #include <functional>
 #include <memory>
 
+#include "zelvo/export.h"
+
 namespace zelvo {
 
 // A repeating timer on the main run loop.
-class Timer {
+class ZELVO_EXPORT Timer {
  public:
   virtual ~Timer() = default;
   // Stops the timer for good. Thread: any. Once it returns, the callback is not running on
@@ -18,7 +20,7 @@ class Timer {
 
 // The host's main thread and its run loop: where the heartbeat, notifications of the
 // application and every host-facing call of the library run.
-class RunLoop {
+class ZELVO_EXPORT RunLoop {
  public:
   virtual ~RunLoop() = default;
   // Adds a repeating timer that first fires `intervalSeconds` from now and then every
@@ -36,7 +38,7 @@ class RunLoop {
 };
 
 // Runs work on a background thread, off the main thread.
-class Executor {
+class ZELVO_EXPORT Executor {
  public:
   virtual ~Executor() = default;
   // Runs `task` soon on some background thread. Thread: any.

@@ -2,16 +2,18 @@
 
 #include <optional>
 
+#include "zelvo/export.h"
+
 namespace zelvo {
 
 // The main screen: its bounds in points and the number of device pixels per point.
-struct ScreenMetrics {
+struct ZELVO_EXPORT ScreenMetrics {
   double width = 0.0;
   double height = 0.0;
   double scale = 1.0;
 };
 
-class Screen {
+class ZELVO_EXPORT Screen {
  public:
   virtual ~Screen() = default;
   // The main screen, or nothing when there is none. Thread: main.

@@ -3,10 +3,12 @@
 #include <array>
 #include <cstdint>
 
+#include "zelvo/export.h"
+
 namespace zelvo {
 
 // Fresh random (version-4) UUIDs. Thread: any.
-class UuidSource {
+class ZELVO_EXPORT UuidSource {
  public:
   virtual ~UuidSource() = default;
   // The 16 bytes of a new UUID, in their canonical order.

@@ -2,14 +2,16 @@
 
 #include <mutex>
 
+#include "zelvo/export.h"
+
 namespace zelvo {
 
-struct Size {
+struct ZELVO_EXPORT Size {
   double width = 0.0;
   double height = 0.0;
 };
 
-struct Point {
+struct ZELVO_EXPORT Point {
   double x = 0.0;
   double y = 0.0;
 };
@@ -17,7 +19,7 @@ struct Point {
 // A screen of the host application as the library measures it, in points. The host owns
 // its views and hands them to the tracker as shared pointers; a view's identity is the
 // object's address. Thread: every member is called on the main thread only.
-class View {
+class ZELVO_EXPORT View {
  public:
   virtual ~View() = default;
   virtual Size boundsSize() const = 0;
@@ -32,7 +34,7 @@ class View {
 // A view whose numbers the host sets: enough for hosts that draw their own screens.
 // Thread: unlike other views, any: the host may set the numbers on its own thread while the
 // library reads them on the main thread (each number is read whole; a lock guards them).
-class SimpleView : public View {
+class ZELVO_EXPORT SimpleView : public View {
  public:
   explicit SimpleView(Size bounds = {}) : bounds_(bounds) {}
   Size boundsSize() const override {
@@ -51,7 +53,7 @@ class SimpleView : public View {
   Size bounds_;
 };
 
-class SimpleScrollView : public SimpleView {
+class ZELVO_EXPORT SimpleScrollView : public SimpleView {
  public:
   explicit SimpleScrollView(Size bounds = {}, Size content = {}) : SimpleView(bounds), content_(content) {}
   bool isScrollView() const override { return true; }

@@ -15,13 +15,14 @@
 #include <vector>
 
 #include "zelvo/platform/platform.h"
+#include "zelvo/export.h"
 
 // The testing platform: deterministic, in-memory, virtual time. Every fake keeps its state
 // per instance; nothing here is static. Hosts can use it to test their own integration.
 namespace zelvo::testing {
 
 // A clock that moves only when told to.
-class VirtualClock : public Clock {
+class ZELVO_EXPORT VirtualClock : public Clock {
  public:
   explicit VirtualClock(double start = 0.0) : now_(start) {}
   double now() const override { return now_.load(); }
@@ -33,7 +34,7 @@ class VirtualClock : public Clock {
 
 // A calendar in a time zone chosen by IANA name ("UTC", "Europe/Berlin"), following the
 // zone's real rules from the system's time-zone database.
-class ZoneCalendar : public Calendar {
+class ZELVO_EXPORT ZoneCalendar : public Calendar {
  public:
   // Falls back to UTC (and reports false from ok()) when the zone cannot be loaded.
   explicit ZoneCalendar(const std::string& zoneName = "UTC");
@@ -53,7 +54,7 @@ class ZoneCalendar : public Calendar {
 // The main run loop in virtual time. The thread that made it is the main thread. Time moves
 // only in advance(), which fires due timers in time order (by firing time, then by the order
 // the timers were made) and runs posted tasks, on the calling thread.
-class ManualRunLoop : public RunLoop {
+class ZELVO_EXPORT ManualRunLoop : public RunLoop {
  public:
   explicit ManualRunLoop(VirtualClock& clock);
   ~ManualRunLoop() override;
@@ -92,7 +93,7 @@ class ManualRunLoop : public RunLoop {
 };
 
 // Runs background work: inline on the calling thread, or queued until runAll().
-class ManualExecutor : public Executor {
+class ZELVO_EXPORT ManualExecutor : public Executor {
  public:
   enum class Mode { kQueued, kInline };
   explicit ManualExecutor(Mode mode = Mode::kQueued) : mode_(mode) {}
@@ -109,7 +110,7 @@ class ManualExecutor : public Executor {
 };
 
 // A store in memory, with counters of synchronize() calls.
-class MemoryStore : public KeyValueStore {
+class ZELVO_EXPORT MemoryStore : public KeyValueStore {
  public:
   std::optional<Value> get(const std::string& key) const override;
   void set(const std::string& key, Value value) override;
@@ -127,7 +128,7 @@ class MemoryStore : public KeyValueStore {
 // An HTTP client that records every request and answers as the test scripts it. A request
 // with no scripted answer fails the test loudly through the unscripted handler (by default
 // it answers with a transport error "unscripted request" and counts it).
-class ScriptedHttpClient : public HttpClient {
+class ZELVO_EXPORT ScriptedHttpClient : public HttpClient {
  public:
   struct Answer {
     enum class Kind { kStatus, kError, kNever } kind = Kind::kStatus;
@@ -178,7 +179,7 @@ class ScriptedHttpClient : public HttpClient {
 };
 
 // Flags of all targets, set by the test; changes are announced on the main run loop.
-class ScriptedReachabilitySource : public ReachabilitySource {
+class ZELVO_EXPORT ScriptedReachabilitySource : public ReachabilitySource {
  public:
   explicit ScriptedReachabilitySource(RunLoop& mainLoop);
   ~ScriptedReachabilitySource() override;
@@ -203,7 +204,7 @@ class ScriptedReachabilitySource : public ReachabilitySource {
 
 // UUID bytes: given ones first, in order, then bytes from a seeded generator with the
 // version-4 bits set.
-class SeededUuidSource : public UuidSource {
+class ZELVO_EXPORT SeededUuidSource : public UuidSource {
  public:
   explicit SeededUuidSource(uint64_t seed = 0) : state_(seed) {}
   std::array<uint8_t, 16> newUuidBytes() override;
@@ -215,7 +216,7 @@ class SeededUuidSource : public UuidSource {
   std::deque<std::array<uint8_t, 16>> queued_;
 };
 
-class FakeDeviceInfo : public DeviceInfo {
+class ZELVO_EXPORT FakeDeviceInfo : public DeviceInfo {
  public:
   std::string modelName() const override;
   std::optional<std::string> applicationIdentifier() const override;
@@ -228,7 +229,7 @@ class FakeDeviceInfo : public DeviceInfo {
   std::optional<std::string> identifier_ = "com.example.app";
 };
 
-class FakeScreen : public Screen {
+class ZELVO_EXPORT FakeScreen : public Screen {
  public:
   std::optional<ScreenMetrics> mainScreen() const override;
   void setMainScreen(std::optional<ScreenMetrics> screen);
@@ -242,7 +243,7 @@ class FakeScreen : public Screen {
 };
 
 // Keeps every line written, with its severity.
-class CapturingLogSink : public LogSink {
+class ZELVO_EXPORT CapturingLogSink : public LogSink {
  public:
   void write(LogSeverity severity, std::string_view line) override;
   std::vector<std::string> lines() const;
@@ -259,7 +260,7 @@ class CapturingLogSink : public LogSink {
 
 // All of the above, as one platform. Starts at `start` seconds since 2001 on the calling
 // thread, which becomes the main thread.
-class TestingPlatform : public Platform {
+class ZELVO_EXPORT TestingPlatform : public Platform {
  public:
   explicit TestingPlatform(double start = 0.0, const std::string& zoneName = "UTC");
   ~TestingPlatform() override;

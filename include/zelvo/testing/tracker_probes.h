@@ -6,6 +6,7 @@
 
 #include "zelvo/zelvo_config.h"
 #include "zelvo/zv_tracker.h"
+#include "zelvo/export.h"
 
 // Probes into a tracker for test drivers such as a scenario runner: what the public API does
 // not tell, read without reaching into the library's private headers.
@@ -13,9 +14,9 @@ namespace zelvo::testing {
 
 // The retry number the tracker's current ping object recorded for a request to `url` just
 // before starting it (1 for a first send); 0 when it has no record of it. Thread: main.
-int pingRetriesForTesting(ZVTracker& tracker, const std::string& url);
+ZELVO_EXPORT int pingRetriesForTesting(ZVTracker& tracker, const std::string& url);
 // The configuration the tracker reads (for the shared tracker, the process-wide one). The
 // tracker keeps it; the caller shares it. Thread: any.
-std::shared_ptr<ZelvoConfig> configurationForTesting(ZVTracker& tracker);
+ZELVO_EXPORT std::shared_ptr<ZelvoConfig> configurationForTesting(ZVTracker& tracker);
 
 }  // namespace zelvo::testing

@@ -1,0 +1,38 @@
+# Install rules: the library, its public headers (the generated ones too), the testing library,
+# the CMake package (zelvo::zelvo, zelvo::testing) and the pkg-config files, in three
+# components that the Debian packages follow: runtime (the shared library), dev (everything
+# a host builds with) and tools.
+include(CMakePackageConfigHelpers)
+set(ZELVO_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/zelvo)
+
+install(TARGETS zelvo zelvo_testing EXPORT zelvoTargets
+  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT runtime NAMELINK_COMPONENT dev
+  ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT dev
+  INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+install(DIRECTORY include/ ${ZELVO_GENERATED_INCLUDE_DIR}/
+  DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT dev FILES_MATCHING PATTERN "*.h")
+
+install(EXPORT zelvoTargets NAMESPACE zelvo:: DESTINATION ${ZELVO_CMAKE_DIR} COMPONENT dev)
+configure_package_config_file(cmake/zelvoConfig.cmake.in ${CMAKE_CURRENT_BINARY_DIR}/zelvoConfig.cmake
+  INSTALL_DESTINATION ${ZELVO_CMAKE_DIR})
+write_basic_package_version_file(${CMAKE_CURRENT_BINARY_DIR}/zelvoConfigVersion.cmake
+  COMPATIBILITY SameMajorVersion)
+install(FILES ${CMAKE_CURRENT_BINARY_DIR}/zelvoConfig.cmake ${CMAKE_CURRENT_BINARY_DIR}/zelvoConfigVersion.cmake
+  DESTINATION ${ZELVO_CMAKE_DIR} COMPONENT dev)
+
+# The .pc files find the prefix from where they lie, so an installed tree can move.
+set(ZELVO_PC_DIR ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+file(RELATIVE_PATH ZELVO_PC_TO_PREFIX /prefix/${ZELVO_PC_DIR} /prefix)
+string(REGEX REPLACE "/$" "" ZELVO_PC_TO_PREFIX "${ZELVO_PC_TO_PREFIX}")
+foreach(pc zelvo zelvo-testing)
+  configure_file(cmake/${pc}.pc.in ${CMAKE_CURRENT_BINARY_DIR}/${pc}.pc @ONLY)
+  install(FILES ${CMAKE_CURRENT_BINARY_DIR}/${pc}.pc DESTINATION ${ZELVO_PC_DIR} COMPONENT dev)
+endforeach()
+
+# The tools find the library beside them wherever the tree is installed.
+foreach(tool zelvo-collector zelvo-sim)
+  if(TARGET ${tool})
+    set_target_properties(${tool} PROPERTIES INSTALL_RPATH "$ORIGIN/../${CMAKE_INSTALL_LIBDIR}")
+    install(TARGETS ${tool} RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
+  endif()
+endforeach()
