@@ -1,0 +1,97 @@
+#!/usr/bin/env bash
+# Zelvo as a host gets it: a Release shared build (the `package` preset) installed into a
+# temporary prefix; a small host outside the tree (tests/consumer) built against it with CMake's
+# find_package and with pkg-config, and once more with Zelvo added by add_subdirectory, each run;
+# the shared library's exported symbols checked; the Debian packages made (in
+# build/package/packages); each benchmark program run once, briefly, as a smoke run (its
+# figures are not judged here).
+# Usage: scripts/package-check.sh        (CI runs it from .ci/run)
+set -euo pipefail
+cd "$(dirname "$0")/.."
+root=$PWD
+build=$root/build/package
+
+# Hooks for checks that need the shared build itself: extra configure arguments, targets to
+# build beside the default ones, and ctest labels to run in the build directory afterwards.
+# Keep them to what must run against the shared library; the full suite runs elsewhere.
+extra_cmake_args=()
+extra_targets=()
+ctest_labels=()
+
+# Exported symbols: an upper bound that keeps the ABI deliberate.
+max_exported_symbols=600
+
+bash scripts/install-deps.sh package
+start=$SECONDS
+step() { echo "== $* ($((SECONDS - start)) s)"; }
+
+step "configure and build (package preset)"
+cmake --preset package "${extra_cmake_args[@]}" >/dev/null
+cmake --build --preset package -j "${ZELVO_JOBS:-2}"
+if [ ${#extra_targets[@]} -gt 0 ]; then
+  cmake --build --preset package -j "${ZELVO_JOBS:-2}" --target "${extra_targets[@]}"
+fi
+
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+prefix=$work/prefix
+step "install into a temporary prefix"
+cmake --install "$build" --prefix "$prefix" >/dev/null
+lib=$(find "$prefix" -name 'libzelvo.so.1.0.0')
+[ -n "$lib" ] || { echo "libzelvo.so.1.0.0 was not installed"; exit 1; }
+soname=$(readelf -d "$lib" | sed -n 's/.*(SONAME).*\[\(.*\)\]/\1/p')
+[ "$soname" = libzelvo.so.1 ] || { echo "SONAME is '$soname', not libzelvo.so.1"; exit 1; }
+libdir=$(dirname "$lib")
+
+step "exported symbols"
+symbols=$(nm -D --defined-only "$lib" | awk '{print $3}')
+count=$(wc -l <<<"$symbols")
+# Nothing of the libraries Zelvo uses: their C entry points, or nlohmann's templates.
+leaked=$(grep -E 'nlohmann|^(sqlite3|curl|Curl|mnl)_' <<<"$symbols" || true)
+echo "libzelvo.so.1 exports $count symbols (at most $max_exported_symbols)"
+if [ -n "$leaked" ]; then
+  echo "dependency symbols exported:"; c++filt <<<"$leaked" | head -20; exit 1
+fi
+[ "$count" -le "$max_exported_symbols" ] || { echo "too many exported symbols"; exit 1; }
+if grep -rl nlohmann "$prefix/include" >/dev/null; then
+  echo "a public header mentions nlohmann:"; grep -rl nlohmann "$prefix/include"; exit 1
+fi
+
+step "consumer: find_package"
+cmake -S tests/consumer -B "$work/find-package" -G Ninja -DCMAKE_PREFIX_PATH="$prefix" >/dev/null
+cmake --build "$work/find-package" >/dev/null
+"$work/find-package/zelvo-consumer"
+
+step "consumer: pkg-config"
+flags=$(PKG_CONFIG_PATH=$libdir/pkgconfig pkg-config --cflags --libs zelvo-testing)
+# shellcheck disable=SC2086  # the flags are words
+c++ -std=c++20 tests/consumer/main.cpp $flags -Wl,-rpath,"$libdir" -o "$work/pkg-config-consumer"
+"$work/pkg-config-consumer"
+
+step "consumer: add_subdirectory (without GoogleTest and Google Benchmark)"
+cmake -S tests/consumer -B "$work/subdirectory" -G Ninja -DZELVO_SOURCE_DIR="$root" \
+  -DCMAKE_DISABLE_FIND_PACKAGE_GTest=ON -DCMAKE_DISABLE_FIND_PACKAGE_benchmark=ON >/dev/null
+cmake --build "$work/subdirectory" -j "${ZELVO_JOBS:-2}" >/dev/null
+"$work/subdirectory/zelvo-consumer"
+
+step "Debian packages"
+rm -rf "$build/packages"
+(cd "$build" && cpack -G DEB -B "$build/packages" >/dev/null)
+rm -rf "$build/packages/_CPack_Packages"
+for package in libzelvo1 libzelvo-dev zelvo-tools; do
+  deb=$(ls "$build/packages/${package}_"*.deb 2>/dev/null || true)
+  [ -n "$deb" ] || { echo "no $package package"; exit 1; }
+  echo "$(basename "$deb"): Depends: $(dpkg-deb -f "$deb" Depends)"
+done
+
+step "benchmarks, once each (smoke run)"
+for bench in "$build"/bench/*_benchmark; do
+  "$bench" --benchmark_min_time=0.01 >/dev/null || { echo "$(basename "$bench") failed"; exit 1; }
+  echo "$(basename "$bench") ran"
+done
+
+if [ ${#ctest_labels[@]} -gt 0 ]; then
+  step "ctest -L ${ctest_labels[*]}"
+  ctest --test-dir "$build" --output-on-failure -L "$(IFS='|'; echo "${ctest_labels[*]}")"
+fi
+step "package check passed"
