@@ -21,11 +21,12 @@ set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${PROJECT_BINARY_DIR})
 set(CPACK_DEBIAN_ENABLE_COMPONENT_DEPENDS ON)
 
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_NAME libzelvo${PROJECT_VERSION_MAJOR})
-set(CPACK_DEBIAN_RUNTIME_PACKAGE_GENERATE_SHLIBS ON)
-set(CPACK_DEBIAN_RUNTIME_PACKAGE_GENERATE_SHLIBS_POLICY ">=")
-set(CPACK_COMPONENT_RUNTIME_DESCRIPTION "Content-engagement analytics SDK (shared library)
- Zelvo is a tracker a host application links: it counts dwell and engaged time and sends small
- HTTPS GET pings. This package holds the shared library.")
+# A shlibs file (and the ldconfig trigger) for the package holding the shared library.
+set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
+set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS_POLICY ">=")
+# Each package's description follows the common summary line.
+set(CPACK_COMPONENT_RUNTIME_DESCRIPTION "Zelvo is a tracker a host application links: it \
+counts dwell and engaged time and sends small HTTPS GET pings. This package holds the shared library.")
 
 set(CPACK_DEBIAN_DEV_PACKAGE_NAME libzelvo-dev)
 set(CPACK_DEBIAN_DEV_PACKAGE_SECTION libdevel)
@@ -33,15 +34,15 @@ set(CPACK_DEBIAN_DEV_PACKAGE_SECTION libdevel)
 # present even for a shared link.
 set(CPACK_DEBIAN_DEV_PACKAGE_DEPENDS "libcurl4-openssl-dev | libcurl-dev, libsqlite3-dev, libmnl-dev")
 set(CPACK_COMPONENT_DEV_DEPENDS runtime)
-set(CPACK_COMPONENT_DEV_DESCRIPTION "Content-engagement analytics SDK (development files)
- Headers, CMake package (zelvo::zelvo, zelvo::testing), pkg-config files (zelvo,
- zelvo-testing), the testing platform library and the API reference of Zelvo.")
+set(CPACK_COMPONENT_DEV_DESCRIPTION "Development files of Zelvo: headers, CMake package \
+(zelvo::zelvo, zelvo::testing), pkg-config files (zelvo, zelvo-testing), the testing platform \
+library and the API reference.")
 
 set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME zelvo-tools)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION devel)
 set(CPACK_COMPONENT_TOOLS_DEPENDS runtime)
-set(CPACK_COMPONENT_TOOLS_DESCRIPTION "Content-engagement analytics SDK (tools)
- zelvo-collector, a local HTTPS collection service that checks every ping it receives, and
- zelvo-sim, which replays a scenario file against the library in virtual time.")
+set(CPACK_COMPONENT_TOOLS_DESCRIPTION "Zelvo's tools: zelvo-collector, a local HTTPS \
+collection service that checks every ping it receives, and zelvo-sim, which replays a scenario \
+file against the library in virtual time.")
 
 include(CPack)
