@@ -12,6 +12,7 @@ install(DIRECTORY include/ ${ZELVO_GENERATED_INCLUDE_DIR}/
   DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT dev FILES_MATCHING PATTERN "*.h")
 
 install(EXPORT zelvoTargets NAMESPACE zelvo:: DESTINATION ${ZELVO_CMAKE_DIR} COMPONENT dev)
+get_target_property(ZELVO_LIBRARY_TYPE zelvo TYPE)
 configure_package_config_file(cmake/zelvoConfig.cmake.in ${CMAKE_CURRENT_BINARY_DIR}/zelvoConfig.cmake
   INSTALL_DESTINATION ${ZELVO_CMAKE_DIR})
 write_basic_package_version_file(${CMAKE_CURRENT_BINARY_DIR}/zelvoConfigVersion.cmake
