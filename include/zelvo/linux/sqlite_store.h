@@ -22,12 +22,15 @@ class IoThread;
 // destruction commits what is left. So the calling thread waits on the disk only in the
 // constructor (which reads the file) and in synchronize().
 //
-// Nothing is ever thrown: a file that is not a database, is corrupt or cannot be read is
-// renamed to NAME.corrupt-<UTC time> and a new one started; a stored value that does not
-// parse, or nests deeper than Value::kMaxNesting, is skipped; when no file can be used at all
-// (say, its directory cannot be created) the store keeps working in memory. set() refuses a
-// value nested deeper than Value::kMaxNesting: the key keeps what it held. Each of these is
-// logged to the sink ("[ZV]:" lines).
+// Nothing is ever thrown: a file that is not a database or is corrupt is renamed to
+// NAME.corrupt-<UTC time> and a new one started; a file the process can read but not write
+// (its mode or owner, a read-only file system) is read, left as it is, and the changes are
+// kept in memory for the store's life; a file that cannot be opened at all (no permission to
+// read, something else in its place), or a directory that cannot be created, leaves the store
+// working in memory and the file untouched. A stored value that does not parse, or nests
+// deeper than Value::kMaxNesting, is skipped. set() refuses a value nested deeper than
+// Value::kMaxNesting: the key keeps what it held. Each of these is logged to the sink ("[ZV]:"
+// lines).
 //
 // Several processes of the same application may share the file: SQLite's locking keeps it
 // consistent, and the last writer of a key wins. Each process reads the file when it opens
@@ -62,7 +65,7 @@ class ZELVO_EXPORT SqliteStore : public KeyValueStore {
   // False when the writes could not be committed, or when the store has no file.
   bool synchronize() override;
 
-  // Whether the values reach a file (false when the store fell back to memory).
+  // Whether the values reach a file (false when the store keeps its changes in memory).
   bool isPersistent() const;
 
  private:

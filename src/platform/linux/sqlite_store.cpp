@@ -91,9 +91,10 @@ SqliteStore::SqliteStore(LogSink& log, std::optional<std::string> path, std::chr
     : impl_(std::make_shared<Impl>(log, writeDelay)) {
   if (!path) return;
   impl_->path = std::move(*path);
-  if (std::optional<StoreFile::Opened> opened = StoreFile::open(impl_->path, log)) {
-    impl_->file = std::move(opened->file);
-    impl_->values = std::move(opened->values);
+  StoreFile::Opened opened = StoreFile::open(impl_->path, log);
+  impl_->values = std::move(opened.values);
+  if (opened.file) {
+    impl_->file = std::move(opened.file);
     if (ioThread->post([io = ioThread.get(), impl = impl_] { io->addSource(impl.get()); })) {
       impl_->io = std::move(ioThread);
     } else {

@@ -35,8 +35,20 @@ struct Failure {
   std::string message;
 };
 
+std::string errnoText(int error) {
+  char buffer[256];
+  // The GNU strerror_r returns the message, which may or may not be in `buffer`.
+  return strerror_r(error, buffer, sizeof buffer);
+}
+
+// The system's reason is kept where SQLite's message alone ("unable to open database file")
+// would not tell a missing permission from a missing file.
 Failure failureOf(sqlite3* db, int code) {
-  return {code, db ? sqlite3_errmsg(db) : sqlite3_errstr(code)};
+  Failure failure{code, db ? sqlite3_errmsg(db) : sqlite3_errstr(code)};
+  if (const int error = db ? sqlite3_system_errno(db) : 0; error != 0 && (code & 0xff) == SQLITE_CANTOPEN) {
+    failure.message += ": " + errnoText(error);
+  }
+  return failure;
 }
 
 std::optional<Failure> exec(sqlite3* db, const char* sql) {
@@ -57,12 +69,6 @@ std::string columnText(sqlite3_stmt* statement, int column) {
   const auto* text = reinterpret_cast<const char*>(sqlite3_column_text(statement, column));
   if (!text) return {};
   return std::string(text, static_cast<size_t>(sqlite3_column_bytes(statement, column)));
-}
-
-std::string errnoText(int error) {
-  char buffer[256];
-  // The GNU strerror_r returns the message, which may or may not be in `buffer`.
-  return strerror_r(error, buffer, sizeof buffer);
 }
 
 // mkdir -p with mode 0700: the directory holds the application's private data.
@@ -115,14 +121,23 @@ std::optional<Failure> readValues(sqlite3* db, const std::string& path, LogSink&
   return std::nullopt;
 }
 
-// Opens the file and reads it whole: a damaged file shows itself here rather than later.
+// Failures that say the file's content is damaged, the only ones moving it aside cures.
+// Permissions, a read-only file system, a busy lock, a full disk or something else in the
+// file's place say nothing about its values, which may all be whole.
+bool fileIsDamaged(int code) { return (code & 0xff) == SQLITE_NOTADB || (code & 0xff) == SQLITE_CORRUPT; }
+
+// Opens the file for writing and reads it whole: a damaged file shows itself here rather
+// than later.
 std::optional<Failure> openAndRead(const std::string& path, LogSink& log, Db& db, Value::Dictionary& values) {
   createPrivateFile(path);
   sqlite3* raw = nullptr;
   const int code = sqlite3_open_v2(path.c_str(), &raw, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE, nullptr);
   db.reset(raw);
   if (code != SQLITE_OK) return failureOf(raw, code);
-  if (sqlite3_db_readonly(raw, "main") == 1) return Failure{SQLITE_READONLY, "the file is not writable"};
+  // SQLite opens a file it may not write for reading instead; readOnly() below reads it.
+  if (sqlite3_db_readonly(raw, "main") == 1) {
+    return Failure{SQLITE_READONLY, access(path.c_str(), W_OK) != 0 ? errnoText(errno) : "not writable"};
+  }
   sqlite3_busy_timeout(raw, kBusyTimeoutMs);
   // WAL with synchronous=FULL: a commit returns only after its WAL frames are fsync'd, so a
   // committed write survives the process being killed and the machine losing power alike.
@@ -156,20 +171,36 @@ std::optional<Failure> openAndReadPatiently(const std::string& path, LogSink& lo
   }
 }
 
-// Failures that say the file itself cannot be used, as opposed to a busy lock, a full
-// disk or a lack of memory, which moving the file would not cure.
-bool fileIsUnusable(int code) {
-  switch (code & 0xff) {
-    case SQLITE_NOTADB:
-    case SQLITE_CORRUPT:
-    case SQLITE_CANTOPEN:
-    case SQLITE_IOERR:
-    case SQLITE_READONLY:
-    case SQLITE_PERM:
-      return true;
-    default:
-      return false;
+// The path as an SQLite URI for a file nothing will change while it is open.
+std::string immutableUri(const std::string& path) {
+  std::string uri = "file:";
+  for (const char c : path) {
+    if (c == '%' || c == '?' || c == '#') {
+      char escaped[4];
+      std::snprintf(escaped, sizeof escaped, "%%%02X", static_cast<unsigned char>(c));
+      uri += escaped;
+    } else {
+      uri += c;
+    }
   }
+  return uri + "?immutable=1";
+}
+
+// Reads a file the process may not write. A file in WAL mode is read through its -shm index,
+// which SQLite cannot make in a directory the process may not write either; the file alone
+// is then read as immutable (the commits of a WAL a killed writer left stay in that WAL).
+std::optional<Failure> readOnly(const std::string& path, LogSink& log, Value::Dictionary& values) {
+  std::optional<Failure> failure;
+  for (const std::string& name : {path, immutableUri(path)}) {
+    values.clear();
+    sqlite3* raw = nullptr;
+    const int code = sqlite3_open_v2(name.c_str(), &raw, SQLITE_OPEN_READONLY | SQLITE_OPEN_URI, nullptr);
+    Db db(raw);
+    if (code == SQLITE_OK) sqlite3_busy_timeout(raw, kBusyTimeoutMs);
+    failure = code != SQLITE_OK ? failureOf(raw, code) : readValues(raw, path, log, values);
+    if (!failure || fileIsDamaged(failure->code)) break;
+  }
+  return failure;
 }
 
 std::string timestampSuffix() {
@@ -204,29 +235,40 @@ std::optional<std::string> moveAside(const std::string& path, LogSink& log) {
 
 }  // namespace
 
-std::optional<StoreFile::Opened> StoreFile::open(const std::string& path, LogSink& log) {
+StoreFile::Opened StoreFile::open(const std::string& path, LogSink& log) {
   if (auto error = makeDirectories(path)) {
     log.write(LogSeverity::kWarning, "[ZV]: The store's directory is unusable (" + *error + "); keeping values in memory only");
-    return std::nullopt;
+    return {};
   }
   for (int attempt = 0;; ++attempt) {
     Db db;
     Value::Dictionary values;
-    const std::optional<Failure> failure = openAndReadPatiently(path, log, db, values);
-    if (!failure) return Opened{std::unique_ptr<StoreFile>(new StoreFile(db.release())), std::move(values)};
+    std::optional<Failure> failure = openAndReadPatiently(path, log, db, values);
+    if (!failure) return {std::unique_ptr<StoreFile>(new StoreFile(db.release())), std::move(values)};
     db.reset();
-
-    struct stat info {};
-    const bool exists = lstat(path.c_str(), &info) == 0;
-    if (attempt > 0 || !exists || !fileIsUnusable(failure->code)) {
-      log.write(LogSeverity::kWarning, "[ZV]: Cannot open the store file " + path + " (" + failure->message +
+    if (!fileIsDamaged(failure->code)) {
+      std::optional<Failure> readFailure = readOnly(path, log, values);
+      if (!readFailure) {
+        log.write(LogSeverity::kWarning, "[ZV]: The store file " + path + " can be read but not written (" +
+                  failure->message + "); using its values and keeping changes in memory only");
+        return {nullptr, std::move(values)};
+      }
+      if (!fileIsDamaged(readFailure->code)) {
+        log.write(LogSeverity::kWarning, "[ZV]: Cannot open the store file " + path + " (" + failure->message +
+                  "); leaving it as it is and keeping values in memory only");
+        return {};
+      }
+      failure = std::move(readFailure);
+    }
+    if (attempt > 0) {
+      log.write(LogSeverity::kWarning, "[ZV]: The new store file " + path + " is unusable too (" + failure->message +
                 "); keeping values in memory only");
-      return std::nullopt;
+      return {};
     }
     const std::optional<std::string> aside = moveAside(path, log);
-    if (!aside) return std::nullopt;
-    log.write(LogSeverity::kWarning, "[ZV]: The store file " + path + " was unusable (" + failure->message + "); moved it to " + *aside +
-              " and starting empty");
+    if (!aside) return {};
+    log.write(LogSeverity::kWarning, "[ZV]: The store file " + path + " was damaged (" + failure->message +
+              "); moved it to " + *aside + " and starting empty");
   }
 }
 

@@ -13,8 +13,10 @@ struct sqlite3;
 namespace zelvo::linux_platform {
 
 // The SQLite file behind SqliteStore: one table of keys and values in their typed JSON
-// text. Opening creates what is missing; a file that cannot be used (not a database,
-// corrupt, unreadable, not a file) is moved aside and a new one started.
+// text. Opening creates what is missing. Only a damaged file (not a database, or corrupt) is
+// moved aside and a new one started: a file the process may read but not write (its mode, its
+// owner, a read-only file system) is read and left as it is, and so is one it cannot open at
+// all, since its values may be whole and only the permissions in the way.
 // Thread: one thread at a time.
 class StoreFile {
  public:
@@ -22,14 +24,13 @@ class StoreFile {
   using Changes = std::map<std::string, std::optional<std::string>>;
 
   struct Opened {
-    std::unique_ptr<StoreFile> file;
-    Value::Dictionary values;
+    std::unique_ptr<StoreFile> file;  // null when the file cannot be written
+    Value::Dictionary values;         // what could be read, writable or not
   };
 
   // Opens (creating directories with mode 0700 and the file with mode 0600) and reads every
-  // stored value; values whose text does not parse are skipped. Nothing when no file can be
-  // used. Every problem is logged.
-  static std::optional<Opened> open(const std::string& path, LogSink& log);
+  // stored value; values whose text does not parse are skipped. Every problem is logged.
+  static Opened open(const std::string& path, LogSink& log);
 
   ~StoreFile();
   StoreFile(const StoreFile&) = delete;
