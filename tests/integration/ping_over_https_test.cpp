@@ -48,10 +48,7 @@ bool eventually(const std::function<bool()>& condition) {
 TEST(PingStatusOverHttps, EachOutcomeReachesTheCountersAndTheCallbackOnTheMainThread) {
   LocalHttpsServer server;
   const std::string local = "https://127.0.0.1:" + std::to_string(server.port());
-  const int closedPort = [] {
-    LocalHttpsServer gone;
-    return gone.port();
-  }();
+  const int closedPort = LocalHttpsServer().port();
   struct Case {
     std::string endpoint;
     bool trustServer;
