@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Installs the Debian packages the build, the tests and the demo need, and only those missing.
 # With the argument "fuzz", also the compiler of the fuzz preset (clang with libFuzzer); with
-# "package", also Doxygen for the API reference (scripts/package-check.sh).
+# "package", also Doxygen for the API reference and `file`, which cpack needs to find the
+# libraries of the Debian packages (scripts/package-check.sh).
 set -euo pipefail
 packages=(
   build-essential cmake ninja-build pkg-config git ca-certificates openssl
@@ -9,7 +10,7 @@ packages=(
   libgtest-dev libgmock-dev libbenchmark-dev libmnl-dev libboost-dev chromium iproute2 util-linux locales tzdata libglib2.0-dev
 )
 [ "${1:-}" = fuzz ] && packages+=(clang libclang-rt-dev)
-[ "${1:-}" = package ] && packages+=(doxygen)
+[ "${1:-}" = package ] && packages+=(doxygen file)
 missing=()
 for p in "${packages[@]}"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q 'install ok installed' || missing+=("$p")

@@ -86,7 +86,7 @@ done
 
 step "benchmarks, once each (smoke run)"
 for bench in "$build"/bench/*_benchmark; do
-  "$bench" --benchmark_min_time=0.01 >/dev/null || { echo "$(basename "$bench") failed"; exit 1; }
+  "$bench" --benchmark_min_time=0.01 >"$work/bench.log" 2>&1 || { cat "$work/bench.log"; echo "$(basename "$bench") failed"; exit 1; }
   echo "$(basename "$bench") ran"
 done
 
