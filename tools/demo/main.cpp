@@ -68,11 +68,11 @@ std::unique_ptr<linux_platform::LinuxPlatform> linuxPlatform(const tools::TempDi
   for (const std::string& host : collector::endpointHosts()) {
     options.connectTo.push_back(host + ":443:127.0.0.1:" + port);
   }
-  options.modelName = "DemoPhone";
+  options.modelName = "DemoDesktop";
   options.applicationIdentifier = "com.example.reader";
   auto platform = std::make_unique<linux_platform::LinuxPlatform>(options);
-  // A phone-sized window at two pixels per point: what the pings report in pixels.
-  platform->hostScreen().setMainScreen(ScreenMetrics{375, 667, 2});
+  // A desktop display at two pixels per point (HiDPI): what the pings report in pixels.
+  platform->hostScreen().setMainScreen(ScreenMetrics{1280, 800, 2});
   return platform;
 }
 

@@ -10,7 +10,8 @@
 namespace zelvo::demo {
 namespace {
 
-constexpr Size kPhoneScreen{375, 667};
+// A reader window on a desktop, in points.
+constexpr Size kWindow{1280, 800};
 constexpr auto kArrivalLimit = std::chrono::seconds(5);
 constexpr auto kArrivalPoll = std::chrono::milliseconds(5);
 
@@ -32,7 +33,7 @@ ReaderSession::~ReaderSession() {
 
 void ReaderSession::onMain(std::function<void()> task) { platform_->mainRunLoop().runAndWait(std::move(task)); }
 
-void ReaderSession::touch(int events) {
+void ReaderSession::input(int events) {
   onMain([this, events] {
     for (int i = 0; i < events; ++i) {
       platform_->eventDispatch().sendEvent(Event{EventType::kTouches, 0, platform_->clock().now()});
@@ -41,7 +42,7 @@ void ReaderSession::touch(int events) {
 }
 
 void ReaderSession::scrollTo(const std::shared_ptr<SimpleScrollView>& view, double offset) {
-  touch(3);  // a finger down, a move, a finger up
+  input(3);  // three notches of the mouse wheel
   onMain([view, offset] { view->setContentOffset({0, offset}); });
 }
 
@@ -64,7 +65,7 @@ bool ReaderSession::trackViewAnsweredOverCapacity(const std::string& path, const
       if (collector_.pingCount() != pingsSent_) return;
       outcome_.overCapacityPing = pingsSent_ + 1;
       collector_.answerPing(outcome_.overCapacityPing, 503);
-      tracker_->trackView(std::make_shared<SimpleView>(kPhoneScreen), path, title);
+      tracker_->trackView(std::make_shared<SimpleView>(kWindow), path, title);
       tracked = true;
     });
     if (!tracked) std::this_thread::sleep_for(kArrivalPoll);
@@ -73,17 +74,17 @@ bool ReaderSession::trackViewAnsweredOverCapacity(const std::string& path, const
 }
 
 std::vector<ReaderSession::Step> ReaderSession::script() {
-  auto front = std::make_shared<SimpleScrollView>(kPhoneScreen, Size{375, 3200});
-  auto article = std::make_shared<SimpleScrollView>(kPhoneScreen, Size{375, 6400});
-  auto comments = std::make_shared<SimpleView>(kPhoneScreen);
-  auto longRead = std::make_shared<SimpleScrollView>(kPhoneScreen, Size{375, 12000});
+  auto front = std::make_shared<SimpleScrollView>(kWindow, Size{1280, 3200});
+  auto article = std::make_shared<SimpleScrollView>(kWindow, Size{1280, 6400});
+  auto comments = std::make_shared<SimpleView>(kWindow);
+  auto longRead = std::make_shared<SimpleScrollView>(kWindow, Size{1280, 12000});
   const auto track = [this](std::shared_ptr<View> view, const std::string& path, const std::string& title) {
     onMain([=, this] { tracker_->trackView(view, path, title); });
     outcome_.viewsWithPings.push_back(path);
   };
 
   std::vector<Step> steps;
-  steps.push_back({0, "The reader opens the app from a push notification, on the front page", [=, this] {
+  steps.push_back({0, "The reader opens the reader window from a desktop notification, on the front page", [=, this] {
                      onMain([this] {
                        tracker_->startTrackerWithAccountID(40521, std::string("com.example.reader"));
                        tracker_->setDomain(std::string("reader.example.com"));
@@ -95,46 +96,46 @@ std::vector<ReaderSession::Step> ReaderSession::script() {
                    }});
   for (int i = 1; i <= 4; ++i) {
     const double offset = 550.0 * i;
-    steps.push_back({3.0 * i, "scrolls the front page to " + std::to_string(static_cast<int>(offset)) + " pt",
+    steps.push_back({3.0 * i, "turns the mouse wheel: the front page scrolls to " + std::to_string(static_cast<int>(offset)) + " pt",
                      [=, this] { scrollTo(front, offset); }});
   }
   steps.push_back({20, "Opens an article",
                    [=] { track(article, "/news/2026/03/tram-line-vote", "Council votes on the new tram line"); }});
   for (int i = 1; i <= 8; ++i) {
     const double offset = 700.0 * i;
-    steps.push_back({20 + 3.0 * i, "reads on, scrolling to " + std::to_string(static_cast<int>(offset)) + " pt",
+    steps.push_back({20 + 3.0 * i, "reads on, wheel and arrow keys, down to " + std::to_string(static_cast<int>(offset)) + " pt",
                      [=, this] { scrollTo(article, offset); }});
   }
-  steps.push_back({48, "Opens the comments; the keyboard comes up", [=, this] {
+  steps.push_back({48, "Opens the comments and clicks into the reply box: typing now counts as writing", [=, this] {
                      track(comments, "/news/2026/03/tram-line-vote/comments", "Comments");
                      postApplicationEvent(*platform_, ApplicationEvent::kKeyboardDidShow);
                    }});
   for (int i = 1; i <= 5; ++i) {
-    steps.push_back({48 + 3.0 * i, "types a comment", [this] { touch(2); }});
+    steps.push_back({48 + 3.0 * i, "types a comment", [this] { input(2); }});
   }
-  steps.push_back({64, "sends it; the keyboard goes away",
+  steps.push_back({64, "sends it; the focus leaves the reply box",
                    [this] { postApplicationEvent(*platform_, ApplicationEvent::kKeyboardWillHide); }});
   steps.push_back({66, "Opens the long read and scrolls a little", [=, this] {
                      track(longRead, "/features/the-long-read", "The long read");
                      scrollTo(longRead, 900);
                    }});
-  steps.push_back({70, "puts the phone down: the host reports the reader inactive (pings slow down: 15, 30, 60 s)",
+  steps.push_back({70, "takes the hands off mouse and keyboard: the host reports the reader inactive (pings slow down: 15, 30, 60 s)",
                    [this] { onMain([this] { tracker_->active(false); }); }});
-  steps.push_back({180, "Switches to another app (resign active): the heartbeat pauses",
+  steps.push_back({180, "Switches to another window (the reader window is no longer active): the heartbeat pauses",
                    [this] { postApplicationEvent(*platform_, ApplicationEvent::kWillResignActive); }});
-  steps.push_back({210, "Comes back (become active): the next ping is a full one",
+  steps.push_back({210, "Comes back to the reader window (active again): the next ping is a full one",
                    [this] { postApplicationEvent(*platform_, ApplicationEvent::kDidBecomeActive); }});
   steps.push_back({235, "Opens the sports page; the collector answers its ping 503 (over capacity)", [this] {
                      if (trackViewAnsweredOverCapacity("/sports", "Sports")) outcome_.viewsWithPings.push_back("/sports");
                    }});
   steps.push_back({245, "Opens the weather page: the library is locked out for 600 s, no ping goes", [=, this] {
                      onMain([this] {
-                       tracker_->trackView(std::make_shared<SimpleView>(kPhoneScreen), std::string("/weather"),
+                       tracker_->trackView(std::make_shared<SimpleView>(kWindow), std::string("/weather"),
                                            std::string("Weather"));
                      });
                      outcome_.lockedOutView = "/weather";
                    }});
-  steps.push_back({262, "The reader closes the app", [this] { onMain([this] { tracker_->stopTracker(); }); }});
+  steps.push_back({262, "The reader closes the window", [this] { onMain([this] { tracker_->stopTracker(); }); }});
   return steps;
 }
 

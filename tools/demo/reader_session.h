@@ -24,8 +24,8 @@ struct SessionOutcome {
 };
 
 // A bundled reader's session of about four and a half minutes of the library's time: a front
-// page and an article read with scrolling and touches, comments typed, a long read left
-// untouched (inactive), a trip to the background, an over-capacity answer and a view during
+// page and an article read with the wheel and the keys, a comment typed, a long read left
+// untouched (inactive), a switch to another window, an over-capacity answer and a view during
 // the lock-out that follows. Every call into the library runs on the platform's main thread.
 class ReaderSession {
  public:
@@ -46,7 +46,8 @@ class ReaderSession {
 
   std::vector<Step> script();
   void onMain(std::function<void()> task);
-  void touch(int events);
+  // Input the host counts as engagement: wheel notches, key presses, clicks.
+  void input(int events);
   void scrollTo(const std::shared_ptr<SimpleScrollView>& view, double offset);
   // Answers the next ping with 503 and tracks `path`, once every ping sent so far has arrived.
   bool trackViewAnsweredOverCapacity(const std::string& path, const std::string& title);
