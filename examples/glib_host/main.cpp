@@ -1,6 +1,7 @@
 // A host with a GLib main loop: the library's main run loop is driven from a GSource of the
-// host's context, and the host's input is routed through the library's event dispatch, so the
-// touch hook sees every event after the application has handled it.
+// host's context (zelvo::gtk's GlibLoopSource), and the host's input is routed through the
+// library's event dispatch, so the touch hook sees every event after the application has
+// handled it.
 //
 // Input on standard input stands in for a window system: "t" is a touch, "m" a shake (motion),
 // "k" and "h" the keyboard appearing and hiding, "b" and "f" the application going to the
@@ -11,13 +12,13 @@
 //   zelvo-glib-host 8443 /tmp/ca.pem
 #include <glib.h>
 
-#include <cmath>
 #include <cstdio>
 #include <memory>
 #include <string>
 
 #include "zelvo/application_events.h"
 #include "zelvo/constants.h"
+#include "zelvo/gtk/glib_loop_source.h"
 #include "zelvo/linux/external_run_loop.h"
 #include "zelvo/linux/linux_platform.h"
 #include "zelvo/zv_tracker.h"
@@ -25,40 +26,6 @@
 namespace {
 
 using zelvo::linux_platform::ExternalRunLoop;
-
-// A GSource that runs the library's due work; it sleeps until the library's next timer.
-struct LoopSource {
-  GSource source;
-  ExternalRunLoop* loop;
-};
-
-gboolean prepare(GSource* source, gint* timeoutMs) {
-  auto* self = reinterpret_cast<LoopSource*>(source);
-  std::optional<double> due = self->loop->nextDueIn();
-  if (!due) {
-    *timeoutMs = -1;
-    return FALSE;
-  }
-  if (*due <= 0) {
-    *timeoutMs = 0;
-    return TRUE;
-  }
-  *timeoutMs = static_cast<gint>(std::ceil(*due * 1000.0));
-  return FALSE;
-}
-
-gboolean check(GSource* source) {
-  auto* self = reinterpret_cast<LoopSource*>(source);
-  std::optional<double> due = self->loop->nextDueIn();
-  return due && *due <= 0;
-}
-
-gboolean dispatch(GSource* source, GSourceFunc, gpointer) {
-  reinterpret_cast<LoopSource*>(source)->loop->runDue();
-  return G_SOURCE_CONTINUE;
-}
-
-GSourceFuncs loopSourceFuncs = {prepare, check, dispatch, nullptr, nullptr, nullptr};
 
 struct Host {
   GMainLoop* mainLoop = nullptr;
@@ -108,7 +75,7 @@ int main(int argc, char** argv) {
 
   // The library's main thread is this one: the thread that runs the GLib loop.
   auto loop = std::make_shared<ExternalRunLoop>();
-  loop->setWakeUp([context] { g_main_context_wakeup(context); });
+  zelvo::gtk::GlibLoopSource source(loop, context);
   zelvo::linux_platform::LinuxPlatform::Options options;
   options.mainRunLoop = loop;
   options.applicationIdentifier = "com.example.glibhost";
@@ -125,10 +92,6 @@ int main(int argc, char** argv) {
     if (event.type == zelvo::EventType::kTouches) ++host.touchesHandled;
   });
 
-  GSource* source = g_source_new(&loopSourceFuncs, sizeof(LoopSource));
-  reinterpret_cast<LoopSource*>(source)->loop = loop.get();
-  g_source_attach(source, context);
-
   GIOChannel* input = g_io_channel_unix_new(0);
   g_io_add_watch(input, static_cast<GIOCondition>(G_IO_IN | G_IO_HUP), onInput, &host);
 
@@ -143,8 +106,6 @@ int main(int argc, char** argv) {
 
   tracker->stopTracker();
   g_io_channel_unref(input);
-  g_source_destroy(source);
-  g_source_unref(source);
   g_main_loop_unref(host.mainLoop);
   return 0;
 }

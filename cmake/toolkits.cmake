@@ -1,0 +1,19 @@
+# Desktop toolkit integrations: optional libraries, each built only when its toolkit's
+# development files are found. Without them the option switches itself off with a message
+# and the rest of the build is unchanged.
+option(ZELVO_GTK "Build zelvo::gtk, the GTK 4 integration (needs libgtk-4-dev)" ON)
+
+if(ZELVO_GTK)
+  pkg_check_modules(GTK4 IMPORTED_TARGET gtk4)
+  if(NOT GTK4_FOUND)
+    message(STATUS "zelvo::gtk is not built: GTK 4 (pkg-config gtk4, Debian libgtk-4-dev) was not found")
+    set(ZELVO_GTK OFF)
+  endif()
+endif()
+if(ZELVO_GTK)
+  file(GLOB ZELVO_GTK_SOURCES CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/src/toolkit/gtk/*.cpp)
+  add_library(zelvo_gtk ${ZELVO_GTK_SOURCES})
+  add_library(zelvo::gtk ALIAS zelvo_gtk)
+  target_include_directories(zelvo_gtk PRIVATE ${PROJECT_SOURCE_DIR}/src/toolkit/gtk)
+  target_link_libraries(zelvo_gtk PUBLIC zelvo PkgConfig::GTK4 PRIVATE zelvo_warnings)
+endif()

@@ -1,0 +1,40 @@
+#include "zelvo/gtk/gtk_integration.h"
+
+#include "window_watch.h"
+#include "zelvo/gtk/network_monitor_source.h"
+
+namespace zelvo::gtk {
+namespace {
+
+std::string userDataStorePath(const linux_platform::LinuxPlatformOptions& options) {
+  const std::string application =
+      options.applicationIdentifier ? *options.applicationIdentifier
+                                    : (g_get_prgname() != nullptr ? g_get_prgname() : "zelvo");
+  gchar* path = g_build_filename(g_get_user_data_dir(), application.c_str(), "zelvo.sqlite", nullptr);
+  std::string result = path;
+  g_free(path);
+  return result;
+}
+
+}  // namespace
+
+Integration::Integration(IntegrationOptions options)
+    : loop_(std::make_shared<linux_platform::ExternalRunLoop>()),
+      activity_(std::make_shared<ApplicationActivity>()) {
+  GMainContext* context = options.context ? options.context : g_main_context_get_thread_default();
+  source_ = std::make_unique<GlibLoopSource>(loop_, context);
+  linux_platform::LinuxPlatformOptions& platform = options.platform;
+  if (!platform.mainRunLoop) platform.mainRunLoop = loop_;
+  if (!platform.storePath) platform.storePath = userDataStorePath(platform);
+  if (options.networkMonitor) {
+    platform.reachability = linux_platform::ReachabilityChoice::kHost;
+    platform.reachabilitySource = std::make_shared<NetworkMonitorSource>();
+  }
+  platform_ = std::make_shared<linux_platform::LinuxPlatform>(std::move(platform));
+}
+
+Integration::~Integration() = default;
+
+void Integration::watchWindow(GtkWindow* window) { gtk::watchWindow(window, platform_, activity_); }
+
+}  // namespace zelvo::gtk

@@ -1,0 +1,102 @@
+#!/usr/bin/env bash
+# The GTK reader under Xvfb, driven by real X input (XTEST, through xdotool), against the
+# collector on 127.0.0.1. The wheel and Page Down read and the focus leaves the window for two
+# seconds: the article's second ping says reading and is a full one. The reply box's mnemonic,
+# typing and more wheel: the third says writing, with the depth the article was scrolled to.
+# At the end the reader destroys its window while the tracker still runs (the view adapter
+# must outlive its widget; the sanitizer presets run this too). Skipped (77) without xvfb-run
+# or xdotool.
+# Usage: gtk_reader_test.sh READER COLLECTOR
+set -euo pipefail
+if [ "${1:-}" = --in-display ]; then
+  shift
+  inside=1
+fi
+reader=$1 collector=$2
+for tool in xvfb-run xdotool; do
+  command -v "$tool" >/dev/null || { echo "SKIPPED: $tool is not installed (Debian: xvfb, xdotool)"; exit 77; }
+done
+
+if [ -z "${inside:-}" ]; then
+  work=$(mktemp -d)
+  trap 'kill $(jobs -p) 2>/dev/null; wait; rm -rf "$work"' EXIT
+  "$collector" --ca-out "$work/ca.pem" --json-out "$work/records.jsonl" --seconds 60 >"$work/collector.log" 2>&1 &
+  for _ in $(seq 50); do grep -q '^listening on' "$work/collector.log" 2>/dev/null && break; sleep 0.1; done
+  port=$(sed -n 's/^listening on 127\.0\.0\.1:\([0-9]*\)$/\1/p' "$work/collector.log")
+  [ -n "$port" ] || { echo "FAILED: the collector did not start"; cat "$work/collector.log"; exit 1; }
+  export ZELVO_TEST_WORK=$work ZELVO_TEST_PORT=$port
+  status=0
+  xvfb-run -a -s "-screen 0 1280x800x24 -nolisten tcp" bash "$0" --in-display "$reader" "$collector" || status=$?
+  exit "$status"
+fi
+
+work=$ZELVO_TEST_WORK
+fail() {
+  echo "FAILED: $*"
+  for log in reader.log; do echo "--- $log"; cat "$work/$log"; done
+  exit 1
+}
+# GTK and fontconfig keep their caches for the life of the process: no leak check here.
+export ASAN_OPTIONS="${ASAN_OPTIONS:+$ASAN_OPTIONS:}detect_leaks=0"
+# A session without a desktop: no accessibility bus, settings in memory, the store in $work,
+# and software drawing (no GL driver threads under the sanitizers).
+export GSK_RENDERER=cairo GTK_A11Y=none GSETTINGS_BACKEND=memory XDG_DATA_HOME=$work/data XDG_RUNTIME_DIR=$work/run
+mkdir -m 700 -p "$work/run"
+pings() { grep -c '"ping":{' "$work/records.jsonl" 2>/dev/null || true; }
+wait_for_pings() {  # $1 pings within $2 seconds
+  for _ in $(seq $(($2 * 10))); do [ "$(pings)" -ge "$1" ] && return 0; sleep 0.1; done
+  fail "no ping $1 within $2 s"
+}
+
+"$reader" "https://127.0.0.1:$ZELVO_TEST_PORT" "$work/ca.pem" >"$work/reader.log" 2>&1 &
+reader_pid=$!
+window=$(timeout 10 xdotool search --sync --onlyvisible --name '^Zelvo reader$' | head -1) || fail "no reader window"
+root=$(xdotool search --maxdepth 0 --name '' 2>/dev/null | head -1)
+wait_for_pings 1 10  # the article's first ping
+# Reading: the wheel and Page Down; then the focus goes to another window for two seconds.
+start=$(date +%s)
+xdotool mousemove --window "$window" 300 300 click --repeat 8 --delay 40 5
+xdotool key --window "$window" --delay 100 Page_Down Page_Down
+reading_seconds=$(($(date +%s) - start))
+xdotool windowfocus "$root"
+sleep 2
+xdotool windowfocus "$window"
+wait_for_pings 2 25
+# Writing: the reply box's mnemonic takes the focus there and a reply is typed; the wheel
+# turns on with the reply box focused.
+start=$(date +%s)
+xdotool key --window "$window" alt+r
+xdotool type --window "$window" --delay 40 "Good news"
+xdotool click --repeat 4 --delay 40 5
+writing_seconds=$(($(date +%s) - start))
+wait_for_pings 3 20
+kill -TERM "$reader_pid"
+wait "$reader_pid" || fail "the reader ended with status $?"
+
+grep -q '"violations":\[\]' "$work/records.jsonl" && ! grep -q '"violations":\[{' "$work/records.jsonl" ||
+  fail "the collector found violations"
+ping=""
+param() { echo "$ping" | grep -o "\"$1\":\"[^\"]*\"" | head -1 | cut -d'"' -f4; }
+field() { echo "$ping" | grep -o "\"$1\":[^,}]*" | head -1 | cut -d: -f2; }
+# Each input grants the engagement window (4 or 5 s) again, so an interval with $1 seconds of
+# input is engaged at least 4 and at most $1 + 6 seconds (a second's rounding each side).
+check_engaged() {
+  [ "$(param e)" -ge 4 ] && [ "$(param e)" -le $(($1 + 6)) ] || fail "engaged $(param e) s after $1 s of input: $ping"
+}
+scrolled=$(sed -n 's/^article scrolled to \([0-9]*\)$/\1/p' "$work/reader.log")
+[ -n "$scrolled" ] && [ "$scrolled" -gt 0 ] || fail "the wheel did not scroll the article"
+
+ping=$(grep '"ping":{' "$work/records.jsonl" | sed -n 2p)
+[ "$(param p)" = /news/tram-line-vote ] || fail "the second ping is not the article's: $ping"
+[ "$(param R)$(param W)" = 10 ] || fail "the wheel and Page Down are reading (R=1 W=0): $ping"
+check_engaged "$reading_seconds"
+first_depth=$(param m)
+[ "$first_depth" -gt 0 ] && [ "$first_depth" -lt "$scrolled" ] || fail "scroll depth $first_depth of $scrolled"
+# Leaving the window paused the heartbeat: coming back makes the next ping a full one.
+[ "$(field full)" = true ] || fail "the return to the window did not make a full ping: $ping"
+
+ping=$(grep '"ping":{' "$work/records.jsonl" | sed -n 3p)
+[ "$(param W)" = 1 ] || fail "typing in the reply box is writing (W=1): $ping"
+check_engaged "$writing_seconds"
+[ "$(param m)" = "$scrolled" ] || fail "scroll depth $(param m), the article was scrolled to $scrolled"
+echo "passed: scroll depth $first_depth then $scrolled px; reading, then writing; full ping after the window came back"
