@@ -1,7 +1,8 @@
 # Desktop toolkit integrations: optional libraries, each built only when its toolkit's
 # development files are found. Without them the option switches itself off with a message
 # and the rest of the build is unchanged.
-option(ZELVO_GTK "Build zelvo::gtk, the GTK 4 integration (needs libgtk-4-dev)" ON)
+# Like the tests and tools, a parent project gets them only when it asks (-DZELVO_GTK=ON).
+option(ZELVO_GTK "Build zelvo::gtk, the GTK 4 integration (needs libgtk-4-dev)" ${PROJECT_IS_TOP_LEVEL})
 
 if(ZELVO_GTK)
   pkg_check_modules(GTK4 IMPORTED_TARGET gtk4)
