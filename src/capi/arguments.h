@@ -1,0 +1,66 @@
+#pragma once
+
+#include <cstddef>
+#include <new>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "zelvo/zelvo.h"
+
+// How the C API reads its arguments and keeps C++ exceptions from crossing into C.
+namespace zelvo::capi {
+
+// Runs `body` (returning a zelvo_error), turning any exception into an error code.
+template <typename Body>
+zelvo_error guarded(Body&& body) noexcept {
+  try {
+    return body();
+  } catch (const std::bad_alloc&) {
+    return ZELVO_ERROR_OUT_OF_MEMORY;
+  } catch (...) {
+    return ZELVO_ERROR_INTERNAL;
+  }
+}
+
+// An optional string: NULL gives nothing.
+zelvo_error readText(const char* text, std::optional<std::string>& out);
+// A required string: NULL gives ZELVO_ERROR_NULL_ARGUMENT.
+zelvo_error readRequiredText(const char* text, std::string& out);
+// `count` strings; `items` NULL with `count` 0 gives nothing.
+zelvo_error readList(const char* const* items, size_t count, std::optional<std::vector<std::string>>& out);
+
+// Runs `apply(handle)` on a handle that is not NULL.
+template <typename Handle, typename Apply>
+zelvo_error act(Handle* handle, Apply&& apply) noexcept {
+  return guarded([&] {
+    if (!handle) return ZELVO_ERROR_NULL_ARGUMENT;
+    apply(*handle);
+    return ZELVO_OK;
+  });
+}
+
+// Runs `apply(handle, value)` with the optional string read from `text`, for the many setters
+// that take one.
+template <typename Handle, typename Apply>
+zelvo_error setText(Handle* handle, const char* text, Apply&& apply) noexcept {
+  return guarded([&] {
+    if (!handle) return ZELVO_ERROR_NULL_ARGUMENT;
+    std::optional<std::string> value;
+    if (const zelvo_error error = readText(text, value); error != ZELVO_OK) return error;
+    apply(*handle, std::move(value));
+    return ZELVO_OK;
+  });
+}
+
+// Makes a handle of type T from `args` and stores it in *out.
+template <typename T, typename... Args>
+zelvo_error makeHandle(T** out, Args&&... args) noexcept {
+  return guarded([&] {
+    if (!out) return ZELVO_ERROR_NULL_ARGUMENT;
+    *out = new T{std::forward<Args>(args)...};
+    return ZELVO_OK;
+  });
+}
+
+}  // namespace zelvo::capi

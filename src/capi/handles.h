@@ -1,0 +1,36 @@
+#pragma once
+
+#include <memory>
+
+#include "zelvo/linux/linux_platform.h"
+#include "zelvo/platform/view.h"
+#include "zelvo/zelvo.h"
+#include "zelvo/zv_status.h"
+#include "zelvo/zv_tracker.h"
+
+// What the C API's opaque handles hold: a reference to the C++ object and nothing of their
+// own, so that a handle is as thread-safe as the object behind it.
+
+struct zelvo_options {
+  zelvo::linux_platform::LinuxPlatformOptions options;
+};
+
+struct zelvo_platform {
+  std::shared_ptr<zelvo::linux_platform::LinuxPlatform> platform;
+};
+
+struct zelvo_view {
+  std::shared_ptr<zelvo::SimpleView> view;
+  // The same object when the view scrolls, else null.
+  std::shared_ptr<zelvo::SimpleScrollView> scrollView;
+};
+
+struct zelvo_tracker {
+  std::shared_ptr<zelvo::ZVTracker> tracker;
+  // The platform it runs on, for the application and input events.
+  std::shared_ptr<zelvo::Platform> platform;
+};
+
+struct zelvo_status {
+  zelvo::ZVStatus status;
+};
