@@ -224,7 +224,6 @@ class Tracker:
     def track_view(self, view: View, path: str, title: Optional[str] = None) -> None:
         """The reader now looks at `view`, known on the wire by `path`."""
         self._call("track_view", view._handle, _text(path), _text(title))
-        self._view = view  # the library keeps the view alive too; this keeps the handle
 
     def stop(self) -> None:
         self._call("stop")
