@@ -14,9 +14,9 @@ build=$root/build/package
 # Hooks for checks that need the shared build itself: extra configure arguments, targets to
 # build beside the default ones, and ctest labels to run in the build directory afterwards.
 # Keep them to what must run against the shared library; the full suite runs elsewhere.
-extra_cmake_args=()
+extra_cmake_args=(-DZELVO_BUILD_BINDING_TESTS=ON)  # the C API's and the Python package's tests
 extra_targets=()
-ctest_labels=()
+ctest_labels=(c-api python)
 
 # Exported symbols: an upper bound that keeps the ABI deliberate.
 max_exported_symbols=600
@@ -67,6 +67,14 @@ flags=$(PKG_CONFIG_PATH=$libdir/pkgconfig pkg-config --cflags --libs zelvo-testi
 # shellcheck disable=SC2086  # the flags are words
 c++ -std=c++20 tests/consumer/main.cpp $flags -Wl,-rpath,"$libdir" -o "$work/pkg-config-consumer"
 "$work/pkg-config-consumer"
+
+step "C API: a C11 program against the installed header and library, with pkg-config"
+flags=$(PKG_CONFIG_PATH=$libdir/pkgconfig pkg-config --cflags --libs zelvo)
+# shellcheck disable=SC2086  # the flags are words
+cc -std=c11 -pedantic -Wall -Wextra -Werror tests/bindings/c_api_test.c $flags -Wl,-rpath,"$libdir" -o "$work/c-consumer"
+# Without arguments it loads the library, prints its usage and exits 2.
+set +e; "$work/c-consumer" 2>/dev/null; c_status=$?; set -e
+[ "$c_status" -eq 2 ] || { echo "the C program exited with $c_status"; exit 1; }
 
 step "consumer: add_subdirectory (without GoogleTest and Google Benchmark)"
 cmake -S tests/consumer -B "$work/subdirectory" -G Ninja -DZELVO_SOURCE_DIR="$root" \
