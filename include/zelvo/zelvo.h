@@ -35,33 +35,33 @@
 extern "C" {
 #endif
 
-/* ---- Errors and version ---------------------------------------------------------------- */
+/** ---- Errors and version ---------------------------------------------------------------- */
 
 typedef enum zelvo_error {
   ZELVO_OK = 0,
-  /* A handle, an out pointer or a required string was NULL. */
+  /** A handle, an out pointer or a required string was NULL. */
   ZELVO_ERROR_NULL_ARGUMENT = 1,
-  /* A string was not well-formed UTF-8. */
+  /** A string was not well-formed UTF-8. */
   ZELVO_ERROR_INVALID_UTF8 = 2,
-  /* An enumerator out of range, or a call the handle does not support (a content size on a
+  /** An enumerator out of range, or a call the handle does not support (a content size on a
      view that does not scroll). */
   ZELVO_ERROR_INVALID_ARGUMENT = 3,
-  /* The platform cannot be made from these options (an endpoint that is not an https URL);
+  /** The platform cannot be made from these options (an endpoint that is not an https URL);
      the reason is logged at error severity. */
   ZELVO_ERROR_BAD_OPTIONS = 4,
   /* zelvo_platform_install: the process-wide tracker already runs on another platform. */
   ZELVO_ERROR_REFUSED = 5,
   ZELVO_ERROR_OUT_OF_MEMORY = 6,
-  /* An unexpected failure inside the library. */
+  /** An unexpected failure inside the library. */
   ZELVO_ERROR_INTERNAL = 7
 } zelvo_error;
 
-/* The error's name in words ("null argument"); static text, never NULL. */
+/** The error's name in words ("null argument"); static text, never NULL. */
 ZELVO_EXPORT const char* zelvo_error_text(zelvo_error error);
-/* The version of the library loaded, "MAJOR.MINOR.PATCH"; static text. */
+/** The version of the library loaded, "MAJOR.MINOR.PATCH"; static text. */
 ZELVO_EXPORT const char* zelvo_version(void);
 
-/* ---- Platform: the Linux services the tracker runs on ----------------------------------- */
+/** ---- Platform: the Linux services the tracker runs on ----------------------------------- */
 
 typedef struct zelvo_options zelvo_options;
 typedef struct zelvo_platform zelvo_platform;
@@ -79,79 +79,79 @@ typedef enum zelvo_log_severity {
   ZELVO_LOG_ERROR = 3
 } zelvo_log_severity;
 
-/* One log line, without its newline, valid during the call only. Called from any thread,
+/** One log line, without its newline, valid during the call only. Called from any thread,
    possibly from several at once. */
 typedef void (*zelvo_log_callback)(void* user_data, zelvo_log_severity severity, const char* line);
 
 ZELVO_EXPORT zelvo_error zelvo_options_new(zelvo_options** out);
 ZELVO_EXPORT void zelvo_options_free(zelvo_options* options);
-/* The store's file (default: zelvo.sqlite in the application's XDG data directory). */
+/** The store's file (default: zelvo.sqlite in the application's XDG data directory). */
 ZELVO_EXPORT zelvo_error zelvo_options_set_store_path(zelvo_options* options, const char* path);
-/* Base URL "https://host[:port][/prefix]" that pings and the configuration go to instead of
+/** Base URL "https://host[:port][/prefix]" that pings and the configuration go to instead of
    the library's own hosts; checked by zelvo_platform_new. */
 ZELVO_EXPORT zelvo_error zelvo_options_set_endpoint(zelvo_options* options, const char* endpoint);
-/* A PEM bundle of authorities to trust instead of the system's. */
+/** A PEM bundle of authorities to trust instead of the system's. */
 ZELVO_EXPORT zelvo_error zelvo_options_set_ca_file(zelvo_options* options, const char* path);
-/* The application identifier (default: the program's file name). */
+/** The application identifier (default: the program's file name). */
 ZELVO_EXPORT zelvo_error zelvo_options_set_app_id(zelvo_options* options, const char* app_id);
-/* The device model sent in the user agent (default: the firmware's product name). */
+/** The device model sent in the user agent (default: the firmware's product name). */
 ZELVO_EXPORT zelvo_error zelvo_options_set_model_name(zelvo_options* options, const char* model_name);
 ZELVO_EXPORT zelvo_error zelvo_options_set_reachability(zelvo_options* options, zelvo_reachability choice);
-/* Where log lines go instead of standard error; NULL returns them there. */
+/** Where log lines go instead of standard error; NULL returns them there. */
 ZELVO_EXPORT zelvo_error zelvo_options_set_log_callback(zelvo_options* options, zelvo_log_callback callback,
                                                         void* user_data);
 
-/* Makes the platform (it starts its threads) from a copy of `options`. */
+/** Makes the platform (it starts its threads) from a copy of `options`. */
 ZELVO_EXPORT zelvo_error zelvo_platform_new(const zelvo_options* options, zelvo_platform** out);
-/* Releases the handle; the platform lives on while a tracker uses it. */
+/** Releases the handle; the platform lives on while a tracker uses it. */
 ZELVO_EXPORT void zelvo_platform_free(zelvo_platform* platform);
-/* Makes `platform` the one zelvo_tracker_shared() runs on; call it before the first
+/** Makes `platform` the one zelvo_tracker_shared() runs on; call it before the first
    zelvo_tracker_shared(). Later: ZELVO_ERROR_REFUSED. */
 ZELVO_EXPORT zelvo_error zelvo_platform_install(zelvo_platform* platform);
-/* The host's screen in points and its pixels per point. Scroll depths and sizes are sent in
+/** The host's screen in points and its pixels per point. Scroll depths and sizes are sent in
    pixels, so until this is called they go out as 0. */
 ZELVO_EXPORT zelvo_error zelvo_platform_set_screen(zelvo_platform* platform, double width, double height,
                                                    double scale);
 
-/* ---- Views: a screen of the host, whose geometry the host sets -------------------------- */
+/** ---- Views: a screen of the host, whose geometry the host sets -------------------------- */
 
 typedef struct zelvo_view zelvo_view;
 
-/* A view with zero bounds; `scrolls` makes it a scrolling container with a content size and
+/** A view with zero bounds; `scrolls` makes it a scrolling container with a content size and
    offset. Its setters may be called from any thread while it is tracked. */
 ZELVO_EXPORT zelvo_error zelvo_view_new(int scrolls, zelvo_view** out);
-/* Releases the handle; the tracker keeps the view alive while it tracks it. */
+/** Releases the handle; the tracker keeps the view alive while it tracks it. */
 ZELVO_EXPORT void zelvo_view_free(zelvo_view* view);
-/* In points. */
+/** In points. */
 ZELVO_EXPORT zelvo_error zelvo_view_set_bounds(zelvo_view* view, double width, double height);
-/* Scrolling views only; ZELVO_ERROR_INVALID_ARGUMENT on others. */
+/** Scrolling views only; ZELVO_ERROR_INVALID_ARGUMENT on others. */
 ZELVO_EXPORT zelvo_error zelvo_view_set_content_size(zelvo_view* view, double width, double height);
 ZELVO_EXPORT zelvo_error zelvo_view_set_content_offset(zelvo_view* view, double x, double y);
 
-/* ---- The tracker ------------------------------------------------------------------------- */
+/** ---- The tracker ------------------------------------------------------------------------- */
 
 typedef struct zelvo_tracker zelvo_tracker;
 
-/* The process-wide tracker, on the installed platform (or the default one). */
+/** The process-wide tracker, on the installed platform (or the default one). */
 ZELVO_EXPORT zelvo_error zelvo_tracker_shared(zelvo_tracker** out);
-/* A tracker of its own on `platform`, with its own heartbeat; it goes away with its handle. */
+/** A tracker of its own on `platform`, with its own heartbeat; it goes away with its handle. */
 ZELVO_EXPORT zelvo_error zelvo_tracker_new(zelvo_platform* platform, zelvo_tracker** out);
 ZELVO_EXPORT void zelvo_tracker_free(zelvo_tracker* tracker);
 
-/* Starts with the account number; `app_id` NULL: the platform's. Nothing is sent before the
+/** Starts with the account number; `app_id` NULL: the platform's. Nothing is sent before the
    first zelvo_tracker_track_view. */
 ZELVO_EXPORT zelvo_error zelvo_tracker_start(zelvo_tracker* tracker, uint32_t account_id, const char* app_id);
-/* The reader now looks at `view`, known on the wire as `view_id` (its path); `title` may be
+/** The reader now looks at `view`, known on the wire as `view_id` (its path); `title` may be
    NULL. Sends the view's first ping. */
 ZELVO_EXPORT zelvo_error zelvo_tracker_track_view(zelvo_tracker* tracker, zelvo_view* view, const char* view_id,
                                                   const char* title);
-/* Stops for good; the next zelvo_tracker_track_view starts again. */
+/** Stops for good; the next zelvo_tracker_track_view starts again. */
 ZELVO_EXPORT zelvo_error zelvo_tracker_stop(zelvo_tracker* tracker);
-/* The ping period, in seconds, from the next view on. */
+/** The ping period, in seconds, from the next view on. */
 ZELVO_EXPORT zelvo_error zelvo_tracker_set_interval(zelvo_tracker* tracker, uint32_t seconds);
-/* Whether the reader counts as active; while not, the ping period doubles up to 240 s. */
+/** Whether the reader counts as active; while not, the ping period doubles up to 240 s. */
 ZELVO_EXPORT zelvo_error zelvo_tracker_set_active(zelvo_tracker* tracker, int active);
-/* Logs every step of the tracker (through the platform's log). */
+/** Logs every step of the tracker (through the platform's log). */
 ZELVO_EXPORT zelvo_error zelvo_tracker_set_debug_mode(zelvo_tracker* tracker, int debug_mode);
 
 typedef enum zelvo_app_event {
@@ -169,21 +169,21 @@ typedef enum zelvo_input_event {
   ZELVO_INPUT_PRESSES = 3
 } zelvo_input_event;
 
-/* The application's lifecycle and keyboard; returns once the tracker has seen the event. */
+/** The application's lifecycle and keyboard; returns once the tracker has seen the event. */
 ZELVO_EXPORT zelvo_error zelvo_tracker_post_app_event(zelvo_tracker* tracker, zelvo_app_event event);
-/* An input event the application has handled, through the platform's event dispatch. */
+/** An input event the application has handled, through the platform's event dispatch. */
 ZELVO_EXPORT zelvo_error zelvo_tracker_send_input_event(zelvo_tracker* tracker, zelvo_input_event event);
-/* Engagement told directly: a touch (`typing` 0) or typing. */
+/** Engagement told directly: a touch (`typing` 0) or typing. */
 ZELVO_EXPORT zelvo_error zelvo_tracker_user_engaged(zelvo_tracker* tracker, int typing);
 
-/* Descriptive properties, sent with the pings. A list is `count` strings; `items` NULL (with
+/** Descriptive properties, sent with the pings. A list is `count` strings; `items` NULL (with
    `count` 0) means none, which is not the same as an empty list. */
 ZELVO_EXPORT zelvo_error zelvo_tracker_set_sections(zelvo_tracker* tracker, const char* const* items, size_t count);
 ZELVO_EXPORT zelvo_error zelvo_tracker_set_authors(zelvo_tracker* tracker, const char* const* items, size_t count);
 ZELVO_EXPORT zelvo_error zelvo_tracker_set_zones(zelvo_tracker* tracker, const char* const* items, size_t count);
 ZELVO_EXPORT zelvo_error zelvo_tracker_set_domain(zelvo_tracker* tracker, const char* domain);
 ZELVO_EXPORT zelvo_error zelvo_tracker_set_app_referrer(zelvo_tracker* tracker, const char* referrer);
-/* The referrer of a push notification, from its identifier. */
+/** The referrer of a push notification, from its identifier. */
 ZELVO_EXPORT zelvo_error zelvo_tracker_set_push_referrer(zelvo_tracker* tracker, const char* push_id);
 
 typedef enum zelvo_subscription {
@@ -192,18 +192,18 @@ typedef enum zelvo_subscription {
   ZELVO_SUBSCRIPTION_PAID = 2
 } zelvo_subscription;
 ZELVO_EXPORT zelvo_error zelvo_tracker_set_subscription(zelvo_tracker* tracker, zelvo_subscription state);
-/* Identity-sync pairs: keys[i] = values[i] for i < count; both NULL (with `count` 0) means
+/** Identity-sync pairs: keys[i] = values[i] for i < count; both NULL (with `count` 0) means
    none. */
 ZELVO_EXPORT zelvo_error zelvo_tracker_set_id_sync(zelvo_tracker* tracker, const char* const* keys,
                                                    const char* const* values, size_t count);
 
-/* Privacy: while collection is off nothing is sent nor stored but the switch, which is kept
+/** Privacy: while collection is off nothing is sent nor stored but the switch, which is kept
    across launches. Erasing forgets the reader and stops the tracker. */
 ZELVO_EXPORT zelvo_error zelvo_tracker_set_collection_enabled(zelvo_tracker* tracker, int enabled);
 ZELVO_EXPORT zelvo_error zelvo_tracker_collection_enabled(zelvo_tracker* tracker, int* out);
 ZELVO_EXPORT zelvo_error zelvo_tracker_erase_stored_data(zelvo_tracker* tracker);
 
-/* ---- Ping outcomes and status ----------------------------------------------------------- */
+/** ---- Ping outcomes and status ----------------------------------------------------------- */
 
 typedef enum zelvo_ping_outcome {
   ZELVO_PING_DELIVERED = 0,          /* answered 200 */
@@ -218,18 +218,18 @@ typedef enum zelvo_ping_outcome {
   ZELVO_PING_SKIPPED_LOCKED_OUT = 9  /* not sent: the service asked for a pause */
 } zelvo_ping_outcome;
 
-/* One ping's outcome, on the library's main thread. `url` is the ping's URL ("" when
+/** One ping's outcome, on the library's main thread. `url` is the ping's URL ("" when
    skipped), `status_code` the HTTP status (0 without an answer), `error` what went wrong
    ("" when delivered); both strings are valid during the call only. */
 typedef void (*zelvo_ping_outcome_callback)(void* user_data, zelvo_ping_outcome outcome, int status_code,
                                             const char* url, const char* error);
-/* NULL stops the calls. Once this returns, the previous callback is not called again
+/** NULL stops the calls. Once this returns, the previous callback is not called again
    (unless this is called from within it). */
 ZELVO_EXPORT zelvo_error zelvo_tracker_set_ping_outcome_callback(zelvo_tracker* tracker,
                                                                  zelvo_ping_outcome_callback callback,
                                                                  void* user_data);
 
-/* A snapshot of the tracker's ping counters since it was made. */
+/** A snapshot of the tracker's ping counters since it was made. */
 typedef struct zelvo_status zelvo_status;
 typedef enum zelvo_counter {
   ZELVO_PINGS_ATTEMPTED = 0, /* requests started, resends included */
@@ -248,9 +248,9 @@ typedef enum zelvo_counter {
 ZELVO_EXPORT zelvo_error zelvo_tracker_status(zelvo_tracker* tracker, zelvo_status** out);
 ZELVO_EXPORT void zelvo_status_free(zelvo_status* status);
 ZELVO_EXPORT zelvo_error zelvo_status_counter(const zelvo_status* status, zelvo_counter counter, uint64_t* out);
-/* The latest failure in words ("" before the first), valid until the snapshot is freed. */
+/** The latest failure in words ("" before the first), valid until the snapshot is freed. */
 ZELVO_EXPORT zelvo_error zelvo_status_last_error(const zelvo_status* status, const char** out);
-/* While locked out: *locked_out 1 and *end the lock-out's end in seconds since
+/** While locked out: *locked_out 1 and *end the lock-out's end in seconds since
    2001-01-01T00:00:00Z; otherwise *locked_out 0 and *end 0. */
 ZELVO_EXPORT zelvo_error zelvo_status_lock_out(const zelvo_status* status, int* locked_out, double* end);
 
