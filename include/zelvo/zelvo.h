@@ -35,7 +35,7 @@
 extern "C" {
 #endif
 
-/** ---- Errors and version ---------------------------------------------------------------- */
+/* ---- Errors and version ---------------------------------------------------------------- */
 
 typedef enum zelvo_error {
   ZELVO_OK = 0,
@@ -49,7 +49,7 @@ typedef enum zelvo_error {
   /** The platform cannot be made from these options (an endpoint that is not an https URL);
      the reason is logged at error severity. */
   ZELVO_ERROR_BAD_OPTIONS = 4,
-  /* zelvo_platform_install: the process-wide tracker already runs on another platform. */
+  /** zelvo_platform_install: the process-wide tracker already runs on another platform. */
   ZELVO_ERROR_REFUSED = 5,
   ZELVO_ERROR_OUT_OF_MEMORY = 6,
   /** An unexpected failure inside the library. */
@@ -61,7 +61,7 @@ ZELVO_EXPORT const char* zelvo_error_text(zelvo_error error);
 /** The version of the library loaded, "MAJOR.MINOR.PATCH"; static text. */
 ZELVO_EXPORT const char* zelvo_version(void);
 
-/** ---- Platform: the Linux services the tracker runs on ----------------------------------- */
+/* ---- Platform: the Linux services the tracker runs on ----------------------------------- */
 
 typedef struct zelvo_options zelvo_options;
 typedef struct zelvo_platform zelvo_platform;
@@ -113,7 +113,7 @@ ZELVO_EXPORT zelvo_error zelvo_platform_install(zelvo_platform* platform);
 ZELVO_EXPORT zelvo_error zelvo_platform_set_screen(zelvo_platform* platform, double width, double height,
                                                    double scale);
 
-/** ---- Views: a screen of the host, whose geometry the host sets -------------------------- */
+/* ---- Views: a screen of the host, whose geometry the host sets -------------------------- */
 
 typedef struct zelvo_view zelvo_view;
 
@@ -128,7 +128,7 @@ ZELVO_EXPORT zelvo_error zelvo_view_set_bounds(zelvo_view* view, double width, d
 ZELVO_EXPORT zelvo_error zelvo_view_set_content_size(zelvo_view* view, double width, double height);
 ZELVO_EXPORT zelvo_error zelvo_view_set_content_offset(zelvo_view* view, double x, double y);
 
-/** ---- The tracker ------------------------------------------------------------------------- */
+/* ---- The tracker ------------------------------------------------------------------------- */
 
 typedef struct zelvo_tracker zelvo_tracker;
 
@@ -203,7 +203,7 @@ ZELVO_EXPORT zelvo_error zelvo_tracker_set_collection_enabled(zelvo_tracker* tra
 ZELVO_EXPORT zelvo_error zelvo_tracker_collection_enabled(zelvo_tracker* tracker, int* out);
 ZELVO_EXPORT zelvo_error zelvo_tracker_erase_stored_data(zelvo_tracker* tracker);
 
-/** ---- Ping outcomes and status ----------------------------------------------------------- */
+/* ---- Ping outcomes and status ----------------------------------------------------------- */
 
 typedef enum zelvo_ping_outcome {
   ZELVO_PING_DELIVERED = 0,          /* answered 200 */
