@@ -1,9 +1,11 @@
 #pragma once
 
 #include <cstddef>
+#include <cstring>
 #include <new>
 #include <optional>
 #include <string>
+#include <type_traits>
 #include <vector>
 
 #include "zelvo/zelvo.h"
@@ -21,6 +23,15 @@ zelvo_error guarded(Body&& body) noexcept {
   } catch (...) {
     return ZELVO_ERROR_INTERNAL;
   }
+}
+
+// An enum argument as its integer. C may pass any int for an enum, which C++ may not even
+// read as the enum type when it is outside the enumerators' range; its bytes are read instead.
+template <typename Enum>
+std::underlying_type_t<Enum> fromC(const Enum& value) {
+  std::underlying_type_t<Enum> raw;
+  std::memcpy(&raw, &value, sizeof raw);
+  return raw;
 }
 
 // An optional string: NULL gives nothing.

@@ -1,4 +1,5 @@
 // The C API's version and error texts.
+#include "capi/arguments.h"
 #include "zelvo/version.h"
 #include "zelvo/zelvo.h"
 
@@ -7,7 +8,7 @@ extern "C" {
 const char* zelvo_version(void) { return zelvo::libraryVersion(); }
 
 const char* zelvo_error_text(zelvo_error error) {
-  switch (error) {
+  switch (zelvo::capi::fromC(error)) {
     case ZELVO_OK: return "ok";
     case ZELVO_ERROR_NULL_ARGUMENT: return "null argument";
     case ZELVO_ERROR_INVALID_UTF8: return "invalid UTF-8";

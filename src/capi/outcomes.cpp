@@ -58,7 +58,7 @@ void zelvo_status_free(zelvo_status* status) { delete status; }
 zelvo_error zelvo_status_counter(const zelvo_status* status, zelvo_counter counter, uint64_t* out) {
   if (!status || !out) return ZELVO_ERROR_NULL_ARGUMENT;
   const zelvo::ZVStatus& s = status->status;
-  switch (counter) {
+  switch (zelvo::capi::fromC(counter)) {
     case ZELVO_PINGS_ATTEMPTED: *out = s.pingsAttempted; return ZELVO_OK;
     case ZELVO_PINGS_DELIVERED: *out = s.pingsDelivered; return ZELVO_OK;
     case ZELVO_PINGS_RESENT: *out = s.pingsResent; return ZELVO_OK;

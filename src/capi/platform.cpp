@@ -38,7 +38,7 @@ zelvo_error zelvo_options_set_model_name(zelvo_options* options, const char* mod
 
 zelvo_error zelvo_options_set_reachability(zelvo_options* options, zelvo_reachability choice) {
   if (!options) return ZELVO_ERROR_NULL_ARGUMENT;
-  switch (choice) {
+  switch (zelvo::capi::fromC(choice)) {
     case ZELVO_REACHABILITY_SYSTEM:
       options->options.reachability = zelvo::linux_platform::ReachabilityChoice::kSystem;
       return ZELVO_OK;

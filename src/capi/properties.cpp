@@ -51,7 +51,7 @@ zelvo_error zelvo_tracker_set_push_referrer(zelvo_tracker* tracker, const char* 
 zelvo_error zelvo_tracker_set_subscription(zelvo_tracker* tracker, zelvo_subscription state) {
   if (!tracker) return ZELVO_ERROR_NULL_ARGUMENT;
   return guarded([&] {
-    switch (state) {
+    switch (zelvo::capi::fromC(state)) {
       case ZELVO_SUBSCRIPTION_ANONYMOUS: tracker->tracker->setUserAnonymous(); return ZELVO_OK;
       case ZELVO_SUBSCRIPTION_LOGGED_IN: tracker->tracker->setUserLoggedIn(); return ZELVO_OK;
       case ZELVO_SUBSCRIPTION_PAID: tracker->tracker->setUserPaid(); return ZELVO_OK;

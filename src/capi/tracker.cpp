@@ -10,7 +10,7 @@ using zelvo::capi::guarded;
 
 namespace {
 
-std::optional<zelvo::ApplicationEvent> applicationEvent(zelvo_app_event event) {
+std::optional<zelvo::ApplicationEvent> applicationEvent(std::underlying_type_t<zelvo_app_event> event) {
   switch (event) {
     case ZELVO_APP_WILL_RESIGN_ACTIVE: return zelvo::ApplicationEvent::kWillResignActive;
     case ZELVO_APP_WILL_TERMINATE: return zelvo::ApplicationEvent::kWillTerminate;
@@ -21,7 +21,7 @@ std::optional<zelvo::ApplicationEvent> applicationEvent(zelvo_app_event event) {
   return std::nullopt;
 }
 
-std::optional<zelvo::EventType> inputEvent(zelvo_input_event event) {
+std::optional<zelvo::EventType> inputEvent(std::underlying_type_t<zelvo_input_event> event) {
   switch (event) {
     case ZELVO_INPUT_TOUCHES: return zelvo::EventType::kTouches;
     case ZELVO_INPUT_MOTION: return zelvo::EventType::kMotion;
@@ -100,7 +100,7 @@ zelvo_error zelvo_tracker_set_debug_mode(zelvo_tracker* tracker, int debug_mode)
 zelvo_error zelvo_tracker_post_app_event(zelvo_tracker* tracker, zelvo_app_event event) {
   return guarded([&] {
     if (!tracker) return ZELVO_ERROR_NULL_ARGUMENT;
-    const auto known = applicationEvent(event);
+    const auto known = applicationEvent(zelvo::capi::fromC(event));
     if (!known) return ZELVO_ERROR_INVALID_ARGUMENT;
     zelvo::postApplicationEvent(*tracker->platform, *known);
     return ZELVO_OK;
@@ -110,7 +110,7 @@ zelvo_error zelvo_tracker_post_app_event(zelvo_tracker* tracker, zelvo_app_event
 zelvo_error zelvo_tracker_send_input_event(zelvo_tracker* tracker, zelvo_input_event event) {
   return guarded([&] {
     if (!tracker) return ZELVO_ERROR_NULL_ARGUMENT;
-    const auto type = inputEvent(event);
+    const auto type = inputEvent(zelvo::capi::fromC(event));
     if (!type) return ZELVO_ERROR_INVALID_ARGUMENT;
     tracker->platform->eventDispatch().sendEvent(zelvo::Event{*type});
     return ZELVO_OK;
