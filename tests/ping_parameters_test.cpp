@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "common/utf8.h"
 #include "ping/ping_url.h"
 #include "ping_test_support.h"
 #include "zelvo/constants.h"
@@ -128,6 +129,7 @@ TEST(PingParametersTest, IdentitySyncIsJsonThenEscaped) {
 TEST(PingParametersTest, JsonTakesWellFormedUtf8Only) {
   for (const char* good : {"\xE0\xA0\x80", "\xED\x9F\xBF", "\xF0\x90\x80\x80", "\xF4\x8F\xBF\xBF"}) {
     EXPECT_TRUE(ZVPing::jsonEncode(Value(std::string(good)), nullptr)) << good;
+    EXPECT_TRUE(isWellFormedUtf8(good)) << good;  // the C API's check of every string too
   }
   testing::CapturingLogSink sink;
   LogGate gate(sink);
@@ -136,6 +138,7 @@ TEST(PingParametersTest, JsonTakesWellFormedUtf8Only) {
                           "\xF4\x90\x80\x80", "\xF5\x80\x80\x80", "\xE2\x82", "\x80"}) {
     sink.clear();
     EXPECT_FALSE(ZVPing::jsonEncode(Value(std::string(bad)), &gate)) << bad;
+    EXPECT_FALSE(isWellFormedUtf8(bad)) << bad;
     EXPECT_EQ(sink.count("[ZV]:Couldn't encode JSON object: a string is not valid UTF-8"), 1u) << bad;
   }
 }
