@@ -41,28 +41,16 @@ TEST_F(EngagementComponentTest, AGrantReplacesTheCreditAndEachSecondSpendsOne) {
   EXPECT_EQ(engagement.remainingEngagedSeconds(), 0u);
 }
 
-TEST_F(EngagementComponentTest, TheWindowFollowsTheConfigurationAndKeepsTheNumberAsItCame) {
-  auto check = [&](Value window, uint32_t expected, std::optional<Value> stored) {
-    engagement.updateEngagementWindow(std::make_shared<const Value>(Value::Dictionary{{"engagement_window", window}}));
-    EXPECT_EQ(engagement.engagementWindow(), expected);
-    EXPECT_EQ(platform.memoryStore().get(kZVEngagementWindowKey), stored);
-  };
-  check(Value(7.9), 7, Value(7.9));
-  check(Value(0), 7, Value(7.9));
-  check(Value("9"), 7, Value(7.9));
-  check(Value(-1), 4294967295u, Value(-1));
-  check(Value(true), 1, Value(true));
-  engagement.updateEngagementWindow(std::make_shared<const Value>(Value::Dictionary{{"other", Value(3)}}));
-  EXPECT_EQ(engagement.engagementWindow(), 1u);
-
-  for (auto [stored, window] : {std::pair{Value(7.9), 7u}, std::pair{Value(0), 0u}}) {
-    platform.memoryStore().set(kZVEngagementWindowKey, stored);
-    engagement.loadEngagementWindow();
-    EXPECT_EQ(engagement.engagementWindow(), window) << "a stored zero is taken as it is";
-  }
+// How the window follows the store and the configuration is in
+// tests/scenarios/engagement_window.jsonl; a stored zero is taken as it is.
+TEST_F(EngagementComponentTest, AStoredZeroWindowIsTakenAsItIs) {
+  platform.memoryStore().set(kZVEngagementWindowKey, Value(0));
+  engagement.loadEngagementWindow();
+  EXPECT_EQ(engagement.engagementWindow(), 0u);
 }
 
-// Through the tracker: the hook, the keyboard notifications, the heartbeat and the lifecycle.
+// Through the tracker: the hook and the lifecycle. What the pings say of it is in
+// tests/scenarios/engagement.jsonl.
 class EngagementTest : public TrackerTest {
  protected:
   void SetUp() override {
@@ -75,61 +63,22 @@ class EngagementTest : public TrackerTest {
   std::shared_ptr<View> view = std::make_shared<SimpleView>(Size{320, 480});
 };
 
-TEST_F(EngagementTest, ATouchWithTheKeyboardUpMarksWritingAndWritingWinsInThePing) {
-  advance(5);
-  post(ApplicationEvent::kKeyboardDidShow);
-  touch();
-  post(ApplicationEvent::kKeyboardWillHide);
-  touch();
-  post(ApplicationEvent::kKeyboardDidShow);
-  touch();
-  advance(10);
-  auto q = queryMap(lastUrl());
-  EXPECT_EQ(q["R"], "0");
-  EXPECT_EQ(q["W"], "1");
-  EXPECT_EQ(q["I"], "0");
-  advance(15);
-  q = queryMap(lastUrl());
-  EXPECT_EQ(q["I"], "1") << "the flags cover one ping period only";
-}
-
-TEST_F(EngagementTest, TheFirstPingOfAViewReportsReading) {
-  auto q = queryMap(lastUrl());
-  EXPECT_EQ(q["R"], "1");
-  EXPECT_EQ(q["E"], "0");
-  EXPECT_EQ(q["e"], "0");
-}
-
-TEST_F(EngagementTest, EveryMoveEventGrantsButTheCreditStaysAtTheWindow) {
+TEST_F(EngagementTest, OnlyTouchesGrantAndEveryEventReachesTheApplication) {
+  int handled = 0;
   int notifications = 0;
+  platform->eventDispatch().setApplicationHandler([&](const Event&) { ++handled; });
   platform->notificationCenter().addObserver(&notifications, "__zv__TouchEventNotification",
                                              [&](const Notification&) { ++notifications; });
-  touch(50);
-  EXPECT_EQ(notifications, 50);
-  EXPECT_EQ(in().engagement.remainingEngagedSeconds(), 4u);
-}
-
-TEST_F(EngagementTest, MotionAndRemoteControlEventsGrantNothingButReachTheApplication) {
-  int handled = 0;
-  platform->eventDispatch().setApplicationHandler([&](const Event&) { ++handled; });
   advance(10);
   touch(3, EventType::kMotion);
   touch(2, EventType::kRemoteControl);
   touch(1, EventType::kPresses);
-  EXPECT_EQ(handled, 6);
   EXPECT_EQ(in().engagement.remainingEngagedSeconds(), 0u);
   EXPECT_FALSE(in().engagement.userReadSinceLastPing());
-}
-
-TEST_F(EngagementTest, CreditLeftAtAPingIsSpentAfterIt) {
-  advance(14.5);
-  touch();
-  advance(0.5);  // the heartbeat spends one second, then pings
-  EXPECT_EQ(queryMap(lastUrl())["e"], "5");
-  advance(15);
-  auto q = queryMap(lastUrl());
-  EXPECT_EQ(q["e"], "3");
-  EXPECT_EQ(q["E"], "8");
+  touch(50);
+  EXPECT_EQ(handled, 56);
+  EXPECT_EQ(notifications, 50);
+  EXPECT_EQ(in().engagement.remainingEngagedSeconds(), 4u) << "the credit stays at the window";
 }
 
 TEST_F(EngagementTest, TheFirstReturnWithoutAFetchedConfigurationUsesFive) {

@@ -72,10 +72,11 @@ TEST(PingParametersTest, KeysAndTheirOrder) {
   a.siteVisitUid.reset();  // nor without an id
   EXPECT_EQ(keysOf(build(a, false)), kEveryPing + Keys({"_acct"}));
 
-  // Every optional missing: texts go out empty, optional keys stay away.
+  // Every optional missing: texts go out empty, numbers as zero, optional keys stay away.
   p = build(Arguments{}, true);
   for (const char* key : {"h", "d", "u", "t", "p", "f", "i", "g0", "g1", "g2", "V", "r"}) EXPECT_EQ(valueOf(p, key), "") << key;
   for (const char* key : {"sd", "_acct", "v", "D", "_s"}) EXPECT_EQ(p.find(key), nullptr) << key;
+  for (const char* key : {"g", "j", "y", "o", "x", "m", "E", "e", "Z", "w", "S"}) EXPECT_EQ(valueOf(p, key), "0") << key;
   EXPECT_EQ(valueOf(p, "R") + valueOf(p, "W") + valueOf(p, "I"), "001") << "neither read nor written: idle";
 }
 

@@ -6,7 +6,8 @@
 namespace zelvo::test {
 namespace {
 
-using ::testing::ElementsAre;
+// What the setters put on the wire is in tests/scenarios/host_settings.jsonl.
+
 
 TEST_F(TrackerTest, StartingTwiceKeepsOneHeartbeatAndOneSetOfObserversButReplacesThePing) {
   tracker->startTrackerWithAccountID(7, std::string("com.example.news"));
@@ -28,60 +29,6 @@ TEST_F(TrackerTest, StartingTwiceKeepsOneHeartbeatAndOneSetOfObserversButReplace
   NotificationCenter& center = platform->notificationCenter();
   EXPECT_EQ(center.registrationCount(tracker.get(), kApplicationWillResignActiveNotification), 1u);
   EXPECT_EQ(center.registrationCount(tracker.get(), kApplicationDidBecomeActiveNotification), 1u);
-}
-
-TEST_F(TrackerTest, UsePongSetBeforeTheStartReachesThePingObjectAndItsUrls) {
-  tracker->setUsePong(true);
-  tracker->startTrackerWithAccountID(1, std::string("app"));
-  EXPECT_TRUE(in().ping->usePong());
-  tracker->trackView(std::make_shared<SimpleView>(), std::string("/a"), std::string("A"));
-  EXPECT_EQ(lastUrl().rfind(kZVPongURLBase, 0), 0u) << lastUrl();
-  tracker->setUsePong(false);
-  EXPECT_FALSE(in().ping->usePong());
-}
-
-TEST_F(TrackerTest, SettersThatDoMoreThanStore) {
-  tracker->startTrackerWithAccountID(1, std::string("app"));
-  const auto userToken = tracker->userToken();
-  tracker->setUserToken(std::string("host-token"));
-  EXPECT_EQ(tracker->sessionToken(), "host-token");
-  EXPECT_EQ(tracker->userToken(), userToken);
-
-  tracker->setPushReferrer(std::string("id 1/é?"));
-  EXPECT_EQ(tracker->appReferrer(), "push/?id=id%201/%C3%A9%3F");
-  tracker->setAppReferrer(std::string("a b"));
-  EXPECT_EQ(tracker->appReferrer(), "a b");
-
-  tracker->setUserPaid();
-  EXPECT_EQ(in().subscriptionState, "paid");
-  tracker->setUserAnonymous();
-  EXPECT_EQ(in().subscriptionState, "anon");
-  tracker->setUserLoggedIn();
-  EXPECT_EQ(in().subscriptionState, "lgdin");
-}
-
-TEST_F(TrackerTest, TheUserAgentNamesTheModelTwice) {
-  platform->device().setModelName("iPad");
-  tracker->startTrackerWithAccountID(1);
-  EXPECT_EQ(tracker->userAgent(),
-            "Mozilla/5.0 (iPad; CPU iPad OS 10_1_1 like Mac OS X) AppleWebKit/602.2.14 (KHTML, like Gecko) "
-            "Version/10.0 Mobile/14B100 Safari/602.1/zvua/App");
-  EXPECT_EQ(tracker->appid(), "com.example.app") << "the short form takes the platform's identifier";
-}
-
-TEST_F(TrackerTest, SetupStoresTheDomainAndStartsWithThePlatformIdentifier) {
-  platform->device().setApplicationIdentifier(std::nullopt);
-  EXPECT_TRUE(tracker->setupTrackerWithAccountId(3, std::string("news.example")));
-  EXPECT_EQ(tracker->domain(), "news.example");
-  EXPECT_FALSE(tracker->appid().has_value());
-  EXPECT_EQ(tracker->status(), 2u);
-}
-
-TEST_F(TrackerTest, InitRecordsTheOpening) {
-  EXPECT_EQ(in().identity.userReturnFrequencyHex(), "00001");
-  EXPECT_TRUE(in().schedule.active());
-  EXPECT_FALSE(in().schedule.sendingPings());
-  EXPECT_EQ(tracker->status(), 0u);
 }
 
 TEST_F(TrackerTest, TheHookIsInstalledOncePerApplication) {

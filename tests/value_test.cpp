@@ -14,34 +14,25 @@ namespace {
 constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 constexpr double kInf = std::numeric_limits<double>::infinity();
 
+// Doubles truncate and saturate, narrowing keeps the low bits, booleans are numbers, strings
+// read their leading integer, other types give zero.
 TEST(ValueTest, NumberConversionsBehaveLikeThePlatformsNumbers) {
-  EXPECT_EQ(Value(7.9).unsignedIntValue(), 7u);
-  EXPECT_EQ(Value(-7.9).longLongValue(), -7);
-  EXPECT_EQ(Value(-1).unsignedIntValue(), 4294967295u);
-  EXPECT_EQ(Value(-1.0).unsignedIntValue(), 4294967295u);
-  EXPECT_EQ(Value(int64_t{0x1'0000'0005}).unsignedIntValue(), 5u);  // narrowing keeps the low bits
-  EXPECT_EQ(Value(kNaN).unsignedIntValue(), 0u);
-  EXPECT_EQ(Value(kNaN).longLongValue(), 0);
-  EXPECT_EQ(Value(1e300).longLongValue(), std::numeric_limits<int64_t>::max());
-  EXPECT_EQ(Value(-kInf).longLongValue(), std::numeric_limits<int64_t>::min());
-  EXPECT_EQ(Value(1e300).unsignedIntValue(), 4294967295u);
-  EXPECT_EQ(Value(-1e300).unsignedIntValue(), 0u);
-  EXPECT_EQ(Value(9223372036854775807.0).longLongValue(), std::numeric_limits<int64_t>::max());
-
-  // Booleans are numbers.
+  constexpr int64_t kMax = std::numeric_limits<int64_t>::max();
+  struct Case { Value value; int64_t asLongLong; uint32_t asUnsigned; };
+  for (const Case& c : {Case{Value(7.9), 7, 7u}, Case{Value(-7.9), -7, 4294967289u}, Case{Value(-1), -1, 4294967295u},
+                        Case{Value(-1.0), -1, 4294967295u}, Case{Value(int64_t{0x1'0000'0005}), 0x1'0000'0005, 5u},
+                        Case{Value(kNaN), 0, 0u}, Case{Value(1e300), kMax, 4294967295u}, Case{Value(-1e300), std::numeric_limits<int64_t>::min(), 0u},
+                        Case{Value(-kInf), std::numeric_limits<int64_t>::min(), 0u}, Case{Value(9223372036854775807.0), kMax, 4294967295u},
+                        Case{Value(true), 1, 1u}, Case{Value(false), 0, 0u}, Case{Value("  -42abc"), -42, 4294967254u},
+                        Case{Value("abc"), 0, 0u}, Case{Value("99999999999999999999"), kMax, 4294967295u},
+                        Case{Value(Value::Array{Value(1)}), 0, 0u}, Case{Value(), 0, 0u}}) {
+    EXPECT_EQ(c.value.longLongValue(), c.asLongLong) << c.value.toTypedJson().value_or("?");
+    EXPECT_EQ(c.value.unsignedIntValue(), c.asUnsigned) << c.value.toTypedJson().value_or("?");
+  }
+  EXPECT_EQ(Value("2.5").doubleValue(), 2.5);
   EXPECT_TRUE(Value(true).isNumber());
-  EXPECT_EQ(Value(true).unsignedIntValue(), 1u);
-  EXPECT_EQ(Value(false).doubleValue(), 0.0);
   EXPECT_FALSE(Value("1").isNumber());
   EXPECT_FALSE(Value(Date{1.0}).isNumber());
-
-  // Strings read their leading integer; other types give zero.
-  EXPECT_EQ(Value("  -42abc").longLongValue(), -42);
-  EXPECT_EQ(Value("abc").longLongValue(), 0);
-  EXPECT_EQ(Value("99999999999999999999").longLongValue(), std::numeric_limits<int64_t>::max());
-  EXPECT_EQ(Value("2.5").doubleValue(), 2.5);
-  EXPECT_EQ(Value(Value::Array{Value(1)}).longLongValue(), 0);
-  EXPECT_EQ(Value().doubleValue(), 0.0);
 }
 
 TEST(ValueTest, JsonRoundTripKeepsStructureAndSortsKeys) {

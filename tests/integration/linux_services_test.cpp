@@ -6,19 +6,17 @@
 #include <time.h>
 #include <unistd.h>
 
-#include <chrono>
 #include <cstdlib>
 #include <filesystem>
 #include <optional>
 #include <set>
 #include <string>
-#include <string_view>
+#include <regex>
 #include <thread>
 
 #include "zelvo/linux/linux_device_info.h"
 #include "zelvo/linux/stderr_log_sink.h"
 #include "zelvo/linux/system_calendar.h"
-#include "zelvo/linux/system_clock.h"
 #include "zelvo/linux/urandom_uuid_source.h"
 
 namespace zelvo::integration {
@@ -27,13 +25,6 @@ namespace {
 using namespace linux_platform;
 
 constexpr double k2001 = 978307200.0;
-
-TEST(SystemClockTest, CountsSecondsSince2001OnTheWallClock) {
-  const double before = std::chrono::duration<double>(std::chrono::system_clock::now().time_since_epoch()).count();
-  const double now = SystemClock().now();
-  EXPECT_GE(now + k2001, before - 1e-6);
-  EXPECT_LE(now + k2001, before + 5.0);
-}
 
 // The TZ value in each of its forms, anything unusable read as UTC; and the C library's local
 // midnight over a year with both daylight-saving changes.
@@ -110,17 +101,12 @@ TEST(StderrLogSinkTest, WritesStampedWholeLines) {
   for (ssize_t got; (got = read(pipeFds[0], buffer, sizeof buffer)) > 0;) text.append(buffer, static_cast<size_t>(got));
   close(pipeFds[0]);
 
-  const std::string source = std::string(program_invocation_short_name) + "[" + std::to_string(getpid()) + ":" +
-                             std::to_string(syscall(SYS_gettid)) + "] ";
-  std::string pattern;
-  for (const std::string_view line : {"[ZV]: first", "[ZV]: second with \xC3\xA9"}) {
-    pattern += "0000-00-00 00:00:00.000 " + source + std::string(line) + "\n";
-  }
-  ASSERT_EQ(text.size(), pattern.size()) << text;
-  for (size_t i = 0; i < text.size(); ++i) {
-    const bool digit = text[i] >= '0' && text[i] <= '9';
-    EXPECT_TRUE(pattern[i] == '0' ? digit : text[i] == pattern[i]) << text;
-  }
+  const std::string source = std::string(program_invocation_short_name) + "\\[" + std::to_string(getpid()) + ":" +
+                             std::to_string(syscall(SYS_gettid)) + "\\] ";
+  const std::string stamp = "\\d{4}-\\d\\d-\\d\\d \\d\\d:\\d\\d:\\d\\d\\.\\d{3} ";
+  EXPECT_TRUE(std::regex_match(text, std::regex(stamp + source + "\\[ZV\\]: first\n" + stamp + source +
+                                                "\\[ZV\\]: second with \xC3\xA9\n")))
+      << text;
 }
 
 }  // namespace

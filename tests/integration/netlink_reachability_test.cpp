@@ -249,39 +249,6 @@ TEST(NetlinkReachability, WatchesTheSocketGivenForTesting) {
   });
 }
 
-// The testing platform with the kernel's view of the network in place of scripted flags.
-class NamespacePlatform : public zelvo::testing::TestingPlatform {
- public:
-  NamespacePlatform() : source_(runLoop(), log()) {}
-  ReachabilitySource& reachabilitySource() override { return source_; }
-
- private:
-  NetlinkReachabilitySource source_;
-};
-
-TEST(NetlinkReachability, TheTrackerPingsOnlyWhileADefaultRouteExists) {
-  runInPrivateNetworkNamespace([](Namespace& ns) {
-    ChildReport& report = ns.report;
-    auto platform = std::make_shared<NamespacePlatform>();
-    platform->http().setDefaultAnswer(zelvo::testing::ScriptedHttpClient::Answer::withStatus(200));
-    platform->http().setDelivery(zelvo::testing::ScriptedHttpClient::Delivery::kInline);
-    auto tracker = ZVTracker::create(platform);
-    tracker->startTrackerWithAccountID(1, std::string("app"));
-    tracker->trackView(std::make_shared<SimpleView>(), std::string("/a"), std::string("A"));
-    report.check(platform->http().requestCount() == 0, "no default route: the view's ping stays home");
-
-    report.check(ns.addDefaultRoute(), "default route added");
-    platform->advance(15);
-    report.check(platform->http().requestCount() == 1, "with a default route the heartbeat pings");
-    report.check(ns.deleteDefaultRoute(), "default route deleted");
-    platform->advance(15);
-    report.check(platform->http().requestCount() == 1, "the route gone: no ping");
-    report.check(ns.addDefaultRoute(), "default route added again");
-    platform->advance(15);
-    report.check(platform->http().requestCount() == 2, "the route back: the pings resume");
-  });
-}
-
 // No default route, as in a container or on CI: a host whose endpoint is on loopback still
 // pings, over the real platform, and the collector records it.
 TEST(NetlinkReachability, ALoopbackEndpointIsReachedWithoutADefaultRoute) {

@@ -1,13 +1,13 @@
+// The Linux run loops and executor in real time, under the sanitizers: which thread runs what,
+// what invalidation and destruction promise, and that every wait is bounded.
 #include "zelvo/linux/thread_run_loop.h"
 
 #include <gtest/gtest.h>
 
 #include <atomic>
 #include <chrono>
-#include <condition_variable>
 #include <future>
 #include <memory>
-#include <mutex>
 #include <thread>
 #include <vector>
 
@@ -26,115 +26,87 @@ using std::chrono::steady_clock;
 constexpr auto kWaitLimit = std::chrono::seconds(5);
 constexpr double kTick = 0.01;  // seconds
 
-// Counts events and lets a test wait (bounded) until enough have happened.
-class Counter {
- public:
-  void add() {
-    {
-      std::lock_guard lock(mutex_);
-      ++count_;
-    }
-    changed_.notify_all();
+// Waits (bounded) until `condition` holds, for states another thread reaches.
+template <typename Condition>
+bool eventually(Condition condition) {
+  const auto deadline = steady_clock::now() + kWaitLimit;
+  while (!condition()) {
+    if (steady_clock::now() > deadline) return false;
+    std::this_thread::sleep_for(milliseconds(1));
   }
-  int count() const {
-    std::lock_guard lock(mutex_);
-    return count_;
-  }
-  bool waitFor(int atLeast) {
-    std::unique_lock lock(mutex_);
-    return changed_.wait_for(lock, kWaitLimit, [&] { return count_ >= atLeast; });
-  }
-
- private:
-  mutable std::mutex mutex_;
-  std::condition_variable changed_;
-  int count_ = 0;
-};
+  return true;
+}
 
 // A gate a callback blocks on until the test opens it (bounded, so a failing test ends).
 class Gate {
  public:
   void open() { opened_.set_value(); }
   bool wait() { return future_.wait_for(kWaitLimit) == std::future_status::ready; }
+  // A task that carries this opens the gate the moment a shutdown drops it.
+  std::shared_ptr<void> openerOnDrop() { return std::shared_ptr<void>(nullptr, [this](void*) { open(); }); }
 
  private:
   std::promise<void> opened_;
   std::shared_future<void> future_ = opened_.get_future().share();
 };
 
-// Opens a gate when destroyed: a task that carries it opens the gate the moment a shutdown
-// drops it, which tells the test that the shutdown has begun.
-class OpenOnDestruction {
- public:
-  explicit OpenOnDestruction(Gate& gate) : gate_(gate) {}
-  ~OpenOnDestruction() { gate_.open(); }
-  OpenOnDestruction(const OpenOnDestruction&) = delete;
-  OpenOnDestruction& operator=(const OpenOnDestruction&) = delete;
-
- private:
-  Gate& gate_;
-};
-
 // Waits until a fresh timer of the same period has fired three times: enough time for a
 // timer that should have stopped to show that it did not.
 void letThreePeriodsPass(ThreadRunLoop& loop) {
-  Counter sentinel;
-  auto timer = loop.addRepeatingTimer(kTick, [&] { sentinel.add(); });
-  EXPECT_TRUE(sentinel.waitFor(3));
+  std::atomic<int> fired{0};
+  auto timer = loop.addRepeatingTimer(kTick, [&] { ++fired; });
+  EXPECT_TRUE(eventually([&] { return fired >= 3; }));
   timer->invalidate();
 }
 
-// Waits (bounded) until another thread's task is pending on `loop`.
-bool taskPending(const ExternalRunLoop& loop) {
-  const auto deadline = steady_clock::now() + kWaitLimit;
-  while (loop.nextDueIn() != 0.0) {
-    if (steady_clock::now() > deadline) return false;
-    std::this_thread::yield();
-  }
-  return true;
-}
-
-std::thread::id loopThreadOf(ThreadRunLoop& loop) {
-  std::thread::id id;
-  loop.runAndWait([&] { id = std::this_thread::get_id(); });
-  return id;
-}
-
-TEST(ThreadRunLoopTest, TimersRepeatOnTheLoopThread) {
+TEST(ThreadRunLoopTest, TimersRepeatOnTheLoopThreadAndAnInvalidationThereStopsAtOnce) {
   ThreadRunLoop loop;
-  const std::thread::id loopThread = loopThreadOf(loop);
+  std::thread::id loopThread;
+  loop.runAndWait([&] { loopThread = std::this_thread::get_id(); });
   EXPECT_NE(loopThread, std::this_thread::get_id());
   EXPECT_FALSE(loop.isMainThread());
 
-  Counter fired;
+  std::atomic<int> own{0}, other{0};
   std::atomic<bool> onLoopThread{true};
+  std::shared_ptr<Timer> self, second;
   const auto start = steady_clock::now();
-  auto timer = loop.addRepeatingTimer(kTick, [&] {
-    if (std::this_thread::get_id() != loopThread || !loop.isMainThread()) onLoopThread = false;
-    fired.add();
+  // Made on the loop thread, so neither can fire before both handles are stored.
+  loop.runAndWait([&] {
+    self = loop.addRepeatingTimer(kTick, [&] {
+      ++own;
+      self->invalidate();  // returns normally; this firing is the last
+    });
+    second = loop.addRepeatingTimer(kTick, [&] {
+      if (std::this_thread::get_id() != loopThread || !loop.isMainThread()) onLoopThread = false;
+      ++other;
+    });
   });
-  ASSERT_TRUE(fired.waitFor(3));
+  ASSERT_TRUE(eventually([&] { return other >= 3; }));
   // Three firings on a 10 ms grid cannot happen in less than 30 ms.
   EXPECT_GE(steady_clock::now() - start, milliseconds(30));
-  EXPECT_TRUE(timer->isValid());
-  timer->invalidate();
-  EXPECT_FALSE(timer->isValid());
+  EXPECT_TRUE(second->isValid());
+  loop.runAndWait([&] { second->invalidate(); });
+  EXPECT_FALSE(second->isValid());
+  const int otherCount = other;
+  letThreePeriodsPass(loop);
+  EXPECT_EQ(own, 1);
+  EXPECT_EQ(other, otherCount);
+  EXPECT_FALSE(self->isValid());
   EXPECT_TRUE(onLoopThread);
 }
 
 TEST(ThreadRunLoopTest, InvalidateFromAnotherThreadWaitsForTheFiringInProgress) {
   ThreadRunLoop loop;
-  Counter entered;
+  std::atomic<int> entered{0};
   Gate release;
   std::atomic<bool> callbackReturned{false};
   auto timer = loop.addRepeatingTimer(kTick, [&] {
-    entered.add();
-    if (entered.count() == 1) {
+    if (++entered == 1) {
       release.wait();
       callbackReturned = true;
     }
   });
-  ASSERT_TRUE(entered.waitFor(1));
+  ASSERT_TRUE(eventually([&] { return entered >= 1; }));
 
   std::atomic<bool> invalidated{false};
   std::thread invalidator([&] {
@@ -147,38 +119,13 @@ TEST(ThreadRunLoopTest, InvalidateFromAnotherThreadWaitsForTheFiringInProgress) 
   EXPECT_FALSE(invalidated);
   release.open();
   invalidator.join();
-  EXPECT_TRUE(invalidated);
-
   letThreePeriodsPass(loop);
-  EXPECT_EQ(entered.count(), 1);
+  EXPECT_EQ(entered, 1);
 }
 
-TEST(ThreadRunLoopTest, InvalidateOnTheLoopThreadStopsAtOnce) {
-  ThreadRunLoop loop;
-  Counter ownFirings;
-  Counter otherFirings;
-  std::shared_ptr<Timer> self;
-  std::shared_ptr<Timer> other;
-  // Made on the loop thread, so neither can fire before both handles are stored.
-  loop.runAndWait([&] {
-    self = loop.addRepeatingTimer(kTick, [&] {
-      ownFirings.add();
-      self->invalidate();  // returns normally; this firing is the last
-    });
-    other = loop.addRepeatingTimer(kTick, [&] { otherFirings.add(); });
-  });
-  ASSERT_TRUE(ownFirings.waitFor(1));
-  ASSERT_TRUE(otherFirings.waitFor(1));
-  loop.runAndWait([&] { other->invalidate(); });
-  const int otherCount = otherFirings.count();
-
-  letThreePeriodsPass(loop);
-  EXPECT_EQ(ownFirings.count(), 1);
-  EXPECT_EQ(otherFirings.count(), otherCount);
-  EXPECT_FALSE(self->isValid());
-}
-
-TEST(ThreadRunLoopTest, PostedTasksRunInOrderOnTheLoopThread) {
+// Posted tasks run in order on the loop thread, a task posted by a task after everything
+// already queued; runAndWait from many threads runs there too, and inline on the loop thread.
+TEST(ThreadRunLoopTest, PostedTasksAndRunAndWaitFromManyThreads) {
   ThreadRunLoop loop;
   std::vector<int> order;  // touched only on the loop thread
   Gate release;
@@ -186,20 +133,17 @@ TEST(ThreadRunLoopTest, PostedTasksRunInOrderOnTheLoopThread) {
   for (int i = 0; i < 100; ++i) {
     loop.post([&, i] {
       order.push_back(i);
-      // A task posted by a task runs after everything already queued.
       if (i == 0) loop.post([&] { order.push_back(1000); });
     });
   }
   release.open();
   loop.runAndWait([] {});
   loop.runAndWait([] {});
-  ASSERT_EQ(order.size(), 101u);
-  for (int i = 0; i < 100; ++i) EXPECT_EQ(order[static_cast<size_t>(i)], i);
-  EXPECT_EQ(order.back(), 1000);
-}
+  std::vector<int> expected(100);
+  for (int i = 0; i < 100; ++i) expected[static_cast<size_t>(i)] = i;
+  expected.push_back(1000);
+  EXPECT_EQ(order, expected);
 
-TEST(ThreadRunLoopTest, RunAndWaitFromManyThreadsAndInline) {
-  ThreadRunLoop loop;
   int counter = 0;  // plain int: the sanitizer proves every increment is on one thread
   std::atomic<bool> allOnLoop{true};
   std::vector<std::thread> callers;
@@ -214,34 +158,30 @@ TEST(ThreadRunLoopTest, RunAndWaitFromManyThreadsAndInline) {
     });
   }
   for (auto& caller : callers) caller.join();
-  EXPECT_TRUE(allOnLoop);
-
   bool ranInline = false;
   loop.runAndWait([&] {
-    ++counter;
     loop.runAndWait([&] { ranInline = true; });
-    // Inline: done before the outer task goes on.
-    EXPECT_TRUE(ranInline);
+    EXPECT_TRUE(ranInline) << "inline: done before the outer task goes on";
   });
-  EXPECT_EQ(counter, 201);
+  EXPECT_TRUE(allOnLoop);
+  EXPECT_EQ(counter, 200);
 }
 
 TEST(ThreadRunLoopTest, ShutdownWaitsForTheCallbackInProgressAndDropsTheRest) {
   std::atomic<int> ranAfterBlock{0};
-  std::atomic<bool> blockingReturned{false};
+  std::atomic<bool> blocking{false}, blockingReturned{false};
   Gate release;
   const auto start = steady_clock::now();
   auto loop = std::make_unique<ThreadRunLoop>();
-  Counter blocking;
   loop->post([&] {
-    blocking.add();
+    blocking = true;
     release.wait();
     blockingReturned = true;
   });
-  ASSERT_TRUE(blocking.waitFor(1));
+  ASSERT_TRUE(eventually([&] { return blocking.load(); }));
   for (int i = 0; i < 1000; ++i) loop->post([&] { ++ranAfterBlock; });
   auto timer = loop->addRepeatingTimer(kTick / 10, [&] { ++ranAfterBlock; });
-  loop->post([&, opener = std::make_shared<OpenOnDestruction>(release)] { ++ranAfterBlock; });
+  loop->post([&, opener = release.openerOnDrop()] { ++ranAfterBlock; });
   loop.reset();
   EXPECT_TRUE(blockingReturned);
   EXPECT_EQ(ranAfterBlock, 0);
@@ -266,9 +206,8 @@ TEST(ExternalRunLoopTest, HostDrivesTasksTimersAndWaiters) {
 
   int fired = 0;
   auto timer = loop.addRepeatingTimer(10.0, [&] { ++fired; });
-  ASSERT_TRUE(loop.nextDueIn().has_value());
-  EXPECT_GT(*loop.nextDueIn(), 0.0);
-  EXPECT_LE(*loop.nextDueIn(), 10.0);
+  EXPECT_GT(loop.nextDueIn().value_or(0), 0.0);
+  EXPECT_LE(loop.nextDueIn().value_or(99), 10.0);
   loop.runDue();
   EXPECT_EQ(fired, 0);
 
@@ -277,12 +216,21 @@ TEST(ExternalRunLoopTest, HostDrivesTasksTimersAndWaiters) {
     EXPECT_FALSE(loop.isMainThread());
     loop.runAndWait([&] { waited = loop.isMainThread(); });
   });
-  EXPECT_TRUE(taskPending(loop));
+  EXPECT_TRUE(eventually([&] { return loop.nextDueIn() == 0.0; }));
   loop.runDue();
   other.join();
   EXPECT_TRUE(waited);
   timer->invalidate();
   EXPECT_FALSE(loop.nextDueIn().has_value());
+
+  // Destruction releases a waiter without running its task.
+  auto doomed = std::make_unique<ExternalRunLoop>();
+  std::atomic<bool> ran2{false};
+  std::thread waiter([&] { doomed->runAndWait([&] { ran2 = true; }); });
+  EXPECT_TRUE(eventually([&] { return doomed->nextDueIn() == 0.0; }));
+  doomed.reset();
+  waiter.join();
+  EXPECT_FALSE(ran2);
 }
 
 TEST(ExternalRunLoopTest, MissedFiringsAreSkippedNotBurst) {
@@ -290,64 +238,50 @@ TEST(ExternalRunLoopTest, MissedFiringsAreSkippedNotBurst) {
   int fired = 0;
   constexpr double kPeriod = 0.1;
   auto timer = loop.addRepeatingTimer(kPeriod, [&] { ++fired; });
-  // The host is busy for more than three periods.
-  std::this_thread::sleep_for(milliseconds(350));
+  std::this_thread::sleep_for(milliseconds(350));  // the host is busy for more than three periods
   loop.runDue();
   EXPECT_EQ(fired, 1);
   // The next firing is on the grid ahead, not the missed ones.
-  ASSERT_TRUE(loop.nextDueIn().has_value());
-  EXPECT_GT(*loop.nextDueIn(), 0.0);
-  EXPECT_LE(*loop.nextDueIn(), kPeriod);
+  EXPECT_GT(loop.nextDueIn().value_or(0), 0.0);
+  EXPECT_LE(loop.nextDueIn().value_or(99), kPeriod);
   timer->invalidate();
 }
 
-TEST(ExternalRunLoopTest, DestructionReleasesWaitersWithoutRunningTheirTasks) {
-  auto loop = std::make_unique<ExternalRunLoop>();
-  std::atomic<bool> ran{false};
-  std::thread other([&] { loop->runAndWait([&] { ran = true; }); });
-  EXPECT_TRUE(taskPending(*loop));
-  loop.reset();
-  other.join();
-  EXPECT_FALSE(ran);
-}
-
-TEST(ThreadExecutorTest, RunsTasksOnTwoBackgroundThreads) {
+TEST(ThreadExecutorTest, RunsTasksOnTwoBackgroundThreadsAndDropsTheQueueOnDestruction) {
   // Both tasks wait for each other: they finish only if they run at the same time.
-  std::promise<void> firstStarted;
-  std::promise<void> secondStarted;
+  std::promise<void> firstStarted, secondStarted;
   std::shared_future<void> first = firstStarted.get_future().share();
   std::shared_future<void> second = secondStarted.get_future().share();
-  Counter done;
+  std::atomic<int> done{0};
   std::atomic<bool> offCaller{true};
   const auto caller = std::this_thread::get_id();
-  ThreadExecutor executor(2);  // declared last: its workers stop before the state they use goes
-  executor.execute([&] {
-    firstStarted.set_value();
-    if (second.wait_for(kWaitLimit) == std::future_status::ready) done.add();
-    if (std::this_thread::get_id() == caller) offCaller = false;
-  });
-  executor.execute([&] {
-    secondStarted.set_value();
-    if (first.wait_for(kWaitLimit) == std::future_status::ready) done.add();
-  });
-  EXPECT_TRUE(done.waitFor(2));
+  {
+    ThreadExecutor executor(2);  // declared last: its workers stop before the state they use goes
+    executor.execute([&] {
+      firstStarted.set_value();
+      if (second.wait_for(kWaitLimit) == std::future_status::ready) ++done;
+      if (std::this_thread::get_id() == caller) offCaller = false;
+    });
+    executor.execute([&] {
+      secondStarted.set_value();
+      if (first.wait_for(kWaitLimit) == std::future_status::ready) ++done;
+    });
+    EXPECT_TRUE(eventually([&] { return done == 2; }));
+  }
   EXPECT_TRUE(offCaller);
-}
 
-TEST(ThreadExecutorTest, DestructionFinishesRunningTasksAndDropsQueuedOnes) {
-  std::atomic<int> finished{0};
-  std::atomic<int> queuedRan{0};
-  auto executor = std::make_unique<ThreadExecutor>(1);
-  Counter started;
+  std::atomic<int> finished{0}, queuedRan{0};
+  std::atomic<bool> started{false};
   Gate release;
+  auto executor = std::make_unique<ThreadExecutor>(1);
   executor->execute([&] {
-    started.add();
+    started = true;
     release.wait();
     ++finished;
   });
-  ASSERT_TRUE(started.waitFor(1));
+  ASSERT_TRUE(eventually([&] { return started.load(); }));
   for (int i = 0; i < 100; ++i) executor->execute([&] { ++queuedRan; });
-  executor->execute([&, opener = std::make_shared<OpenOnDestruction>(release)] { ++queuedRan; });
+  executor->execute([&, opener = release.openerOnDrop()] { ++queuedRan; });
   executor.reset();
   EXPECT_EQ(finished, 1);
   EXPECT_EQ(queuedRan, 0);
