@@ -266,15 +266,6 @@ void EndToEndTest::expectTrackingWorksOver(const std::string& storePath, bool ke
   EXPECT_NE(q[2]["u"] == q[0]["u"], !keptOnDisk);
 }
 
-// A file of garbage where the store should be: moved aside by the store (its own test), and
-// the tracker on top starts, pings and keeps its user and visit over the new file.
-TEST_F(EndToEndTest, AStoreFileOfGarbageIsReplacedAndTrackingGoesOn) {
-  std::string garbage(8192, '\0');
-  for (size_t i = 0; i < garbage.size(); ++i) garbage[i] = static_cast<char>(i * 31 + 7);
-  std::ofstream(storePath_, std::ios::binary) << garbage;
-  expectTrackingWorksOver(storePath_, true);
-}
-
 // A regular file where the data directory should be: values are kept in memory only, and the
 // next start is a new user.
 TEST_F(EndToEndTest, AStoreThatCannotBeCreatedKeepsValuesInMemoryOnly) {

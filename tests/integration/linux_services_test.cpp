@@ -1,5 +1,5 @@
-// The Linux platform's small services against the real system: the wall clock, the zone
-// database, /dev/urandom, the process's own names and standard error.
+// The Linux platform's small services against the real system: the zone database and
+// standard error.
 #include <errno.h>
 #include <gtest/gtest.h>
 #include <sys/syscall.h>
@@ -9,15 +9,11 @@
 #include <cstdlib>
 #include <filesystem>
 #include <optional>
-#include <set>
 #include <string>
 #include <regex>
-#include <thread>
 
-#include "zelvo/linux/linux_device_info.h"
 #include "zelvo/linux/stderr_log_sink.h"
 #include "zelvo/linux/system_calendar.h"
-#include "zelvo/linux/urandom_uuid_source.h"
 
 namespace zelvo::integration {
 namespace {
@@ -56,32 +52,6 @@ TEST(SystemCalendarTest, FollowsTheTzValueAndAgreesWithTheCLibrary) {
   }
   savedTz ? setenv("TZ", savedTz->c_str(), 1) : unsetenv("TZ");
   tzset();
-}
-
-TEST(UrandomUuidSourceTest, MakesDistinctVersion4Uuids) {
-  UrandomUuidSource source;
-  std::set<std::array<uint8_t, 16>> seen;
-  for (int i = 0; i < 200; ++i) {
-    const auto bytes = source.newUuidBytes();
-    EXPECT_EQ(bytes[6] >> 4, 4);
-    EXPECT_EQ(bytes[8] >> 6, 2);
-    seen.insert(bytes);
-  }
-  EXPECT_EQ(seen.size(), 200u);
-}
-
-TEST(LinuxDeviceInfoTest, DefaultsFromTheSystemAndSettableFromAnyThread) {
-  LinuxDeviceInfo info;
-  EXPECT_FALSE(info.modelName().empty());
-  EXPECT_EQ(info.applicationIdentifier(), std::string(program_invocation_short_name));
-  std::thread writer([&] {
-    for (int i = 0; i < 100; ++i) info.setModelName("Model " + std::to_string(i));
-  });
-  for (int i = 0; i < 100; ++i) EXPECT_FALSE(info.modelName().empty());
-  writer.join();
-  EXPECT_EQ(info.modelName(), "Model 99");
-  info.setApplicationIdentifier(std::nullopt);
-  EXPECT_FALSE(info.applicationIdentifier().has_value());
 }
 
 // "<YYYY-MM-DD HH:MM:SS.mmm> program[pid:tid] line", one whole line per write.

@@ -38,7 +38,6 @@ using linux_platform::SqliteStore;
 using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 using zelvo::testing::CapturingLogSink;
-using ::testing::HasSubstr;
 
 // Long enough that only synchronize() or destruction can write.
 constexpr milliseconds kNeverByItself = std::chrono::hours(1);
@@ -212,32 +211,6 @@ TEST(SqliteStoreDefaultPathTest, FollowsXdgDataHomeThenHome) {
   EXPECT_EQ(SqliteStore::defaultPath("news"), "/home/reader/.local/share/news/zelvo.sqlite");
   for (const char* bad : {"", ".", "..", "a/b"}) EXPECT_FALSE(SqliteStore::defaultPath(bad).has_value()) << bad;
   for (const auto& [name, value] : saved) value ? setenv(name.c_str(), value->c_str(), 1) : unsetenv(name.c_str());
-}
-
-// A value nested deeper than a row may be (see the BadRows fault) is never written.
-TEST_F(SqliteStoreTest, TooDeepValuesAreRefused) {
-  Value tooDeep(1);
-  for (int i = 0; i <= Value::kMaxNesting; ++i) tooDeep = Value(Value::Array{std::move(tooDeep)});
-  {
-    SqliteStore store(log_, path_, kNeverByItself);
-    store.set("good", Value(7));
-    store.set("good", tooDeep);
-    store.set("deep", tooDeep);
-    EXPECT_EQ(store.get("good"), Value(7));
-    EXPECT_FALSE(store.get("deep").has_value());
-  }
-  EXPECT_FALSE(storedText(path_, "deep").has_value());
-  EXPECT_EQ(storedText(path_, "good"), "{\"int\":7}");
-  ASSERT_EQ(log_.lines().size(), 2u);
-  EXPECT_THAT(log_.lines()[1], HasSubstr("Not storing the value of \"deep\""));
-}
-
-TEST_F(SqliteStoreTest, NoPathKeepsValuesInMemoryQuietly) {
-  SqliteStore store(log_, std::nullopt);
-  store.set("k", Value("v"));
-  EXPECT_EQ(store.get("k"), Value("v"));
-  EXPECT_FALSE(store.isPersistent());
-  EXPECT_TRUE(log_.lines().empty());
 }
 
 // --- Faults. Each row stages one fault in a child process (which may drop root or enter its

@@ -233,20 +233,6 @@ TEST(ExternalRunLoopTest, HostDrivesTasksTimersAndWaiters) {
   EXPECT_FALSE(ran2);
 }
 
-TEST(ExternalRunLoopTest, MissedFiringsAreSkippedNotBurst) {
-  ExternalRunLoop loop;
-  int fired = 0;
-  constexpr double kPeriod = 0.1;
-  auto timer = loop.addRepeatingTimer(kPeriod, [&] { ++fired; });
-  std::this_thread::sleep_for(milliseconds(350));  // the host is busy for more than three periods
-  loop.runDue();
-  EXPECT_EQ(fired, 1);
-  // The next firing is on the grid ahead, not the missed ones.
-  EXPECT_GT(loop.nextDueIn().value_or(0), 0.0);
-  EXPECT_LE(loop.nextDueIn().value_or(99), kPeriod);
-  timer->invalidate();
-}
-
 TEST(ThreadExecutorTest, RunsTasksOnTwoBackgroundThreadsAndDropsTheQueueOnDestruction) {
   // Both tasks wait for each other: they finish only if they run at the same time.
   std::promise<void> firstStarted, secondStarted;

@@ -26,29 +26,6 @@ CollectorSettings settingsIn(const tools::TempDirectory& directory) {
   return settings;
 }
 
-// Long requests keep at most the kept bytes' worth of records, the newest, each cut short.
-TEST(CollectorAbuseTest, KeepsItsRecordsBoundedOverManyLargeRequests) {
-  const tools::TempDirectory directory;
-  CollectorSettings settings = settingsIn(directory);
-  settings.maxKeptBytes = 1024 * 1024;
-  settings.limits.requestsPerSecond = 1e6;
-  CollectorServer server(settings, nullptr);
-  TestClient client(server.port());
-  ASSERT_TRUE(client.handshake());
-  // One in ten goes through the ping checker; the others are requests to an unknown endpoint.
-  const std::string filler(60 * 1024, 'x');
-  for (int i = 0; i < 300; ++i) {
-    const bool ping = i % 10 == 9;
-    ASSERT_EQ(client.get((ping ? "/ping?h=news&p=/" : "/elsewhere?p=/") + filler + "&_"), ping ? 200 : 404) << i;
-  }
-  EXPECT_EQ(server.summary().requests, 300u);
-  const std::vector<RequestRecord> records = server.records();
-  EXPECT_LT(records.size(), 300u);  // the oldest went to keep the total
-  EXPECT_EQ(records.back().sequence, 300u);
-  EXPECT_TRUE(records.back().truncated);
-  EXPECT_LE(records.back().query.size(), 8u * 1024);
-}
-
 TEST(CollectorAbuseTest, KeepsAnsweringOthersWhileClientsMisbehave) {
   const tools::TempDirectory directory;
   CollectorSettings settings = settingsIn(directory);

@@ -25,36 +25,8 @@ TEST(StatusPlanTest, ListAndRulesNameTheAnswersToPings) {
   for (size_t ping = 1; ping <= expected.size(); ++ping) EXPECT_EQ(plan.statusFor(ping), expected[ping - 1]) << ping;
 }
 
-TEST(StatusPlanTest, RefusesWhatIsNotAStatusAndKeepsThePlan) {
-  StatusPlan plan;
-  ASSERT_TRUE(plan.setList("503"));
-  for (const char* list : {"", "200,", ",200", "99", "600", "20x", "200;503", "-200"}) {
-    EXPECT_FALSE(plan.setList(list)) << list;
-  }
-  for (const char* rule : {"", "1", "=503", "0=503", "1=", "1=600", "x=503", "1=503=2"}) {
-    EXPECT_FALSE(plan.addRule(rule)) << rule;
-  }
-  EXPECT_EQ(plan.statusFor(1), 503);
-  EXPECT_EQ(plan.statusFor(2), 200);
-}
-
 std::variant<CommandLine, std::string> parse(std::vector<std::string> arguments) {
   return parseCommandLine(arguments);
-}
-
-TEST(CommandLineTest, ReadsTheOptionsAndDefaultsTheRest) {
-  const auto parsed = parse({"--ca-out", "ca.pem", "--port", "8443", "--statuses", "200,503", "--status-at", "4=500",
-                             "--seconds", "30", "--max-requests", "12"});
-  ASSERT_TRUE(std::holds_alternative<CommandLine>(parsed)) << std::get<std::string>(parsed);
-  const CollectorSettings& settings = std::get<CommandLine>(parsed).settings;
-  EXPECT_EQ(settings.port, 8443);
-  EXPECT_EQ(settings.lifetime, std::chrono::seconds(30));
-  EXPECT_EQ(settings.maxRequests, 12u);
-  EXPECT_EQ(settings.statuses.statusFor(2), 503);
-  EXPECT_EQ(settings.statuses.statusFor(4), 500);
-  const auto defaults = parse({"--cert", "c.pem", "--key", "k.pem"});
-  ASSERT_TRUE(std::holds_alternative<CommandLine>(defaults));
-  EXPECT_EQ(std::get<CommandLine>(defaults).settings.lifetime, std::chrono::seconds(60));
 }
 
 TEST(CommandLineTest, RefusesUnusableCommandLines) {

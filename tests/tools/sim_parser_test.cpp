@@ -1,4 +1,4 @@
-// Reading scenario files: exact times, and refusals that name line and field. (The scenario
+// Reading scenario files: refusals that name line and field. (The scenario
 // files themselves exercise what the world line and the actions accept.)
 #include <cstdio>
 #include <fstream>
@@ -7,34 +7,13 @@
 #include <utility>
 
 #include "sim/cli.h"
-#include "sim/exact_time.h"
 #include "sim_test_support.h"
 
 namespace zelvo::sim::test {
 namespace {
 
-TEST(SimExactTime, DecimalsAreWholeMillisecondsAndInstantsCountFrom2001) {
-  const std::pair<const char*, std::optional<int64_t>> decimals[] = {
-      {"15", 15000}, {"2.5", 2500}, {"0.001", 1}, {"0.1000000", 100}, {"1e3", 1000000}, {"25E-1", 2500}, {"0", 0},
-      {"0.0001", std::nullopt}, {"1.5e-3", std::nullopt}, {"-1", std::nullopt}, {"1e300", std::nullopt},
-      {"10000000000", kMaxScenarioMillis}, {"10000000000.001", std::nullopt}};
-  for (const auto& [text, millis] : decimals) EXPECT_EQ(millisFromDecimal(text), millis) << text;
-  for (const auto& [millis, text] : {std::pair{15000, "15"}, {15500, "15.5"}, {125, "0.125"}, {10, "0.01"}}) {
-    EXPECT_EQ(decimalFromMillis(millis), text);
-  }
-  // 2026-03-28T10:00:00Z is 796384800 s after 2001-01-01T00:00:00Z.
-  const std::pair<const char*, std::optional<int64_t>> instants[] = {
-      {"2026-03-28T10:00:00Z", 796384800000}, {"2026-03-28T12:30:00.25+02:30", 796384800250},
-      {"2000-12-31T23:59:59.999Z", -1}, {"2026-03-28T10:00:00", std::nullopt} /* no offset */,
-      {"2026-02-29T10:00:00Z", std::nullopt} /* not a leap year */, {"2026-03-28T10:00:00.0001Z", std::nullopt}};
-  for (const auto& [text, millis] : instants) EXPECT_EQ(millisSince2001FromIso(text), millis) << text;
-  EXPECT_EQ(daysSince2001FromDay("2001-01-02"), 1);
-  EXPECT_EQ(daysSince2001FromDay("2024-02-29"), 8459);
-  EXPECT_EQ(daysSince2001FromDay("2026-3-28"), std::nullopt);
-}
-
 struct Refusal {
-  std::string lines;  // after the world line
+  std::string lines;  // after the world line; a whole file when it starts with "//"
   int line;
   std::string field;
 };
@@ -66,9 +45,22 @@ TEST(SimParser, MalformedLinesAreRefusedNamingLineAndField) {
       {R"({"do":"world","start":"2026-03-28T10:00:00Z"})", 2, "do"},
       {R"({"do":"advance","at":1e999})", 2, ""},  // no double holds it
       {R"({"do":"config","at":0,"value":{"engagement_window":-2E+400}})", 2, ""},
+      // From here on, whole files: the world line itself is wrong, or missing.
+      {"//\n" R"({"do":"advance","at":0})", 2, "do"},
+      {"//\n" R"({"do":"world"})", 2, "start"},
+      {"//\n" R"({"do":"world","start":"2026-03-28 10:00"})", 2, "start"},
+      {"//\n" R"({"do":"world","start":"2026-03-28T10:00:00Z","tz":"Mars/Olympus"})", 2, "tz"},
+      {"//\n" R"({"do":"world","start":"2026-03-28T10:00:00Z","uuids":["0011"]})", 2, "uuids[0]"},
+      {"//\n" R"({"do":"world","start":"2026-03-28T10:00:00Z","screen":{"w":1,"h":2}})", 2, "screen.scale"},
+      {"//\n" R"({"do":"world","start":"2026-03-28T10:00:00Z","store":{"k":{"int":"5"}}})", 2, "store.k.int"},
+      {"//\n" R"({"do":"world","start":"2026-03-28T10:00:00Z","store":{"k":{"date":"yesterday"}}})", 2, "store.k.date"},
+      {"//\n" R"({"do":"world","start":"2026-03-28T10:00:00Z","store":{"k":{"time":1}}})", 2, "store.k"},
+      {"//\n" R"({"do":"world","start":"2026-03-28T10:00:00Z","store":{"k":{"array":[{"bool":1}]}}})", 2,
+       "store.k.array[0].bool"},
+      {"// nothing but comments\n", 2, "do"},
   };
   for (const Refusal& refusal : refusals) {
-    std::istringstream in(kWorld + refusal.lines);
+    std::istringstream in(refusal.lines.starts_with("//") ? refusal.lines : kWorld + refusal.lines);
     auto parsed = parseScenario(in);
     ASSERT_TRUE(std::holds_alternative<ScenarioError>(parsed)) << refusal.lines;
     const ScenarioError& error = std::get<ScenarioError>(parsed);
@@ -85,32 +77,6 @@ TEST(SimParser, MalformedLinesAreRefusedNamingLineAndField) {
   auto parsed = parseScenario(in);
   ASSERT_TRUE(std::holds_alternative<ScenarioError>(parsed));
   EXPECT_EQ(std::get<ScenarioError>(parsed).line, 2);
-}
-
-TEST(SimParser, BadWorldLinesAreRefusedNamingTheField) {
-  const std::vector<std::pair<std::string, std::string>> refusals = {
-      {R"({"do":"advance","at":0})", "do"},
-      {R"({"do":"world"})", "start"},
-      {R"({"do":"world","start":"2026-03-28 10:00"})", "start"},
-      {R"({"do":"world","start":"2026-03-28T10:00:00Z","tz":"Mars/Olympus"})", "tz"},
-      {R"({"do":"world","start":"2026-03-28T10:00:00Z","uuids":["0011"]})", "uuids[0]"},
-      {R"({"do":"world","start":"2026-03-28T10:00:00Z","screen":{"w":1,"h":2}})", "screen.scale"},
-      {R"({"do":"world","start":"2026-03-28T10:00:00Z","store":{"k":{"int":"5"}}})", "store.k.int"},
-      {R"({"do":"world","start":"2026-03-28T10:00:00Z","store":{"k":{"date":"yesterday"}}})", "store.k.date"},
-      {R"({"do":"world","start":"2026-03-28T10:00:00Z","store":{"k":{"time":1}}})", "store.k"},
-      {R"({"do":"world","start":"2026-03-28T10:00:00Z","store":{"k":{"array":[{"bool":1}]}}})", "store.k.array[0].bool"},
-  };
-  for (const auto& [line, field] : refusals) {
-    std::istringstream in("// comment\n" + line);
-    auto parsed = parseScenario(in);
-    ASSERT_TRUE(std::holds_alternative<ScenarioError>(parsed)) << line;
-    EXPECT_EQ(std::get<ScenarioError>(parsed).line, 2) << line;
-    EXPECT_EQ(std::get<ScenarioError>(parsed).field, field) << line;
-  }
-  std::istringstream empty("// nothing but comments\n");
-  auto parsed = parseScenario(empty);
-  ASSERT_TRUE(std::holds_alternative<ScenarioError>(parsed));
-  EXPECT_EQ(std::get<ScenarioError>(parsed).field, "do");
 }
 
 // The program refuses a malformed file with exit code 2 before running any of it: the valid
