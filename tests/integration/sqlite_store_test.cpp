@@ -224,6 +224,7 @@ constexpr uid_t kNobody = 65534;
 struct Staged {
   std::string path;           // the store file to open; "skip: why" when the fault cannot be made here
   Value::Dictionary synced;   // what was synchronised before the fault
+  bool fillOnceOpen = false;  // the disk fills while the store is open
 };
 
 // A store holding a user token and `fillers` more rows, synchronised.
@@ -305,6 +306,7 @@ std::string outcomeAfter(const Staged& staged, const std::string& dir) {
   std::string outcome;
   {
     SqliteStore store(log, staged.path, kNeverByItself);
+    if (staged.fillOnceOpen) fill(dir);
     store.set("new", Value(1));
     outcome = std::string("read=") + howMuchOf(staged.synced, store) + " persistent=" + (store.isPersistent() ? "yes" : "no") +
               " saved=" + (store.synchronize() ? "yes" : "no");
@@ -316,7 +318,7 @@ std::string outcomeAfter(const Staged& staged, const std::string& dir) {
   for (const std::string& line : log.lines()) {
     std::string said = line;
     for (const char* phrase : {"was damaged", "can be read but not written", "leaving it as it is", "directory is unusable",
-                               "unreadable", "too deeply nested"}) {
+                               "unreadable", "too deeply nested", "Cannot save", "unsaved"}) {
       if (line.starts_with("[ZV]:") && line.find(phrase) != std::string::npos) said = phrase;
     }
     outcome += "[" + said + "]";
@@ -326,7 +328,7 @@ std::string outcomeAfter(const Staged& staged, const std::string& dir) {
 
 enum class Fault {
   kGarbage, kTruncated, kDirectoryInItsPlace, kDirectoryCannotBeMade, kReadOnlyByMode, kReadOnlyByOwner,
-  kUnreadable, kReadOnlyFileSystem, kDiskFull, kWriterKilled, kBadRows
+  kUnreadable, kReadOnlyFileSystem, kDiskFull, kDiskFillsWhileOpen, kWriterKilled, kBadRows
 };
 
 Staged stage(Fault fault, const std::string& dir) {
@@ -337,7 +339,8 @@ Staged stage(Fault fault, const std::string& dir) {
   // A regular file where a directory should be stops mkdir.
   if (fault == Fault::kDirectoryCannotBeMade) std::ofstream(dir + "/plain-file") << "x";
   if (fault == Fault::kDirectoryCannotBeMade) return {dir + "/plain-file/sub/zelvo.sqlite", {}};
-  if (std::string skip = fault == Fault::kDiskFull ? remount(dir, false) : ""; !skip.empty()) return {skip, {}};
+  const bool smallDisk = fault == Fault::kDiskFull || fault == Fault::kDiskFillsWhileOpen;
+  if (std::string skip = smallDisk ? remount(dir, false) : ""; !skip.empty()) return {skip, {}};
   // Enough rows for the truncated file to have many pages, so that the cut loses some of the tree.
   Staged staged = written(path, fault == Fault::kTruncated ? 300 : 0);
   switch (fault) {
@@ -349,6 +352,7 @@ Staged stage(Fault fault, const std::string& dir) {
     case Fault::kUnreadable: return asNobody(staged, dir, 0, kNobody);
     case Fault::kReadOnlyFileSystem: if (std::string skip = remount(dir, true); !skip.empty()) return {skip, {}}; break;
     case Fault::kDiskFull: fill(dir); break;
+    case Fault::kDiskFillsWhileOpen: staged.fillOnceOpen = true; break;
     // A row 50,000 levels deep, decoded recursively, would crash every start.
     case Fault::kBadRows: {
       std::string rows = "INSERT INTO zelvo_values VALUES ('bad', '{not json'), ('wrong shape', '{\"int\":\"7\"}'), ('deep', '";
@@ -388,6 +392,10 @@ const FaultRow kFaults[] = {
     // Full when the store opens: SQLite cannot make its WAL index there, so it only reads.
     {"DiskFull", Fault::kDiskFull,
      "read=all persistent=no saved=no aside=0 file=same reread=all new=no log=[can be read but not written]"},
+    // Full once it is open: the write fails and is kept to retry, which the log says, as it
+    // says what is lost at the end; what was synchronised before stays.
+    {"DiskFillsWhileOpen", Fault::kDiskFillsWhileOpen,
+     "read=all persistent=yes saved=no aside=0 file=same reread=all new=no log=[Cannot save][unsaved]"},
     {"BadRows", Fault::kBadRows,
      "read=all persistent=yes saved=yes aside=0 file=changed reread=all new=yes log=[unreadable][too deeply nested][unreadable]"},
     {"WriterKilled", Fault::kWriterKilled, "read=all persistent=yes saved=yes aside=0 file=changed reread=all new=yes log="},
