@@ -120,7 +120,9 @@ TEST_F(HeartbeatTest, ADecayPingIsFullWithoutALastPathAndChangesNoSchedule) {
   tracker->trackView(view, std::string("/b"), std::string("B"));
   advance(3);
   const uint32_t interval = in().schedule.interval();
+  const std::size_t sent = pingCount();
   in().decayPing();
+  EXPECT_EQ(pingCount(), sent + 1);
   auto q = queryMap(lastUrl());
   EXPECT_EQ(q["j"], "30");
   EXPECT_TRUE(hasKey(lastUrl(), "n"));

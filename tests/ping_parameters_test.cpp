@@ -137,7 +137,7 @@ TEST(PingParametersTest, JsonTakesWellFormedUtf8Only) {
   }
   EXPECT_TRUE(sink.lines().empty()) << "what encodes is not logged";
   for (const char* bad : {"\xC0\x80", "\xC3\x28", "\xE0\x9F\xBF", "\xED\xA0\x80", "\xF0\x8F\xBF\xBF",
-                          "\xF4\x90\x80\x80", "\xF5\x80\x80\x80", "\xE2\x82", "\x80"}) {
+                          "\xF4\x90\x80\x80", "\xF5\x80\x80\x80", "\xE2\x82", "\xE2\x82\x28", "\x80"}) {
     sink.clear();
     EXPECT_FALSE(ZVPing::jsonEncode(Value(std::string(bad)), &gate)) << bad;
     EXPECT_FALSE(isWellFormedUtf8(bad)) << bad;
