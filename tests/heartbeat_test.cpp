@@ -62,6 +62,8 @@ TEST_F(HeartbeatTest, LifecycleEventsBeforeAnyViewRecordTheVisitButStartNothing)
   post(ApplicationEvent::kWillResignActive);
   post(ApplicationEvent::kDidBecomeActive);
   EXPECT_EQ(platform->runLoop().activeTimerCount(), 0u);
+  in().decayPing();
+  EXPECT_EQ(pingCount(), 0u) << "nor a decay ping before the first view";
   EXPECT_TRUE(platform->memoryStore().get(kZVUserVisitTrackingKey));
   EXPECT_TRUE(platform->memoryStore().get(kZVUserFirstVisitTrackingKey));
 }
@@ -95,6 +97,13 @@ TEST_F(HeartbeatTest, StopTrackerFromAnotherThreadInvalidatesOnTheMainThreadToo)
   EXPECT_EQ(platform->log().count("[ZV]: stopTracker called in a thread. Invalidating tracker on main thread."), 1u);
   advance(30);
   EXPECT_EQ(pingCount(), 1u);
+  // A setter called off the main thread takes effect there too.
+  const Value extra(Value::Dictionary{{"k", Value("v")}});
+  std::thread setter([&] { tracker->setExtraParams(extra); });
+  setter.join();
+  EXPECT_FALSE(tracker->extraParams());
+  platform->runLoop().runPendingTasks();
+  EXPECT_EQ(tracker->extraParams(), extra);
 }
 
 TEST_F(HeartbeatTest, PauseRegistrationsPileUpAndOnlyTheFirstDeliveryActs) {
