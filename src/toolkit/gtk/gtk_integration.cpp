@@ -1,6 +1,6 @@
 #include "zelvo/gtk/gtk_integration.h"
 
-#include "window_watch.h"
+#include "gtk/window_watch.h"
 #include "zelvo/gtk/network_monitor_source.h"
 
 namespace zelvo::gtk {

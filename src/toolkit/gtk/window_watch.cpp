@@ -1,22 +1,16 @@
-#include "window_watch.h"
+#include "gtk/window_watch.h"
 
+#include "common/engagement_input.h"
 #include "zelvo/application_events.h"
 
 namespace zelvo::gtk {
 namespace {
 
-// Input waiting to reach the library, and the keyboard as the library last heard of it. Shared
-// by a window and the tasks it posts, which may run after the window is gone.
-struct InputState {
-  bool pending[2] = {false, false};  // [typing]: a reading or a typing event is on its way
-  bool keyboardUp = false;
-};
-
 // What one window reports; owned by the window (freed when it is finalised).
 struct WindowWatch {
   std::shared_ptr<linux_platform::LinuxPlatform> platform;
   std::shared_ptr<ApplicationActivity> activity;
-  std::shared_ptr<InputState> input = std::make_shared<InputState>();
+  toolkit::EngagementInput input{platform};
   bool active = false;
 };
 
@@ -48,34 +42,13 @@ bool typesText(GdkEvent* event) {
   return gdk_keyval_to_unicode(key) != 0 || key == GDK_KEY_BackSpace || key == GDK_KEY_Delete;
 }
 
-// Hands one engagement event to the event dispatch. A desktop's keyboard is always there:
-// what makes input writing is typing into a text field, so the keyboard counts as up for
-// those key presses and down for everything else (the wheel over a page with a focused reply
-// box is still reading).
-void deliver(linux_platform::LinuxPlatform& platform, InputState& input, bool typing) {
-  input.pending[typing] = false;
-  if (input.keyboardUp != typing) {
-    input.keyboardUp = typing;
-    postApplicationEvent(platform, typing ? ApplicationEvent::kKeyboardDidShow : ApplicationEvent::kKeyboardWillHide);
-  }
-  platform.eventDispatch().sendEvent(Event{EventType::kTouches});
-}
-
 gboolean onEvent(GtkEventControllerLegacy* controller, GdkEvent* event, gpointer data) {
   const GdkEventType type = gdk_event_get_event_type(event);
   if (!isEngagement(type)) return GDK_EVENT_PROPAGATE;
   auto* watch = static_cast<WindowWatch*>(data);
   GtkWidget* window = gtk_event_controller_get_widget(GTK_EVENT_CONTROLLER(controller));
   const bool typing = type == GDK_KEY_PRESS && typesText(event) && takesText(gtk_root_get_focus(GTK_ROOT(window)));
-  // A burst of events (a touchpad scroll sends dozens) makes one engagement event.
-  if (watch->input->pending[typing]) return GDK_EVENT_PROPAGATE;
-  watch->input->pending[typing] = true;
-  // Posted, not sent: the task runs once GTK has finished delivering this event to the
-  // application's widgets, so the application handles the event before the library counts it.
-  std::weak_ptr<linux_platform::LinuxPlatform> platform = watch->platform;
-  watch->platform->mainRunLoop().post([platform, input = watch->input, typing] {
-    if (auto held = platform.lock()) deliver(*held, *input, typing);
-  });
+  watch->input.count(typing);
   return GDK_EVENT_PROPAGATE;
 }
 
