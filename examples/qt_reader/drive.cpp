@@ -3,7 +3,7 @@
 #include <QAbstractScrollArea>
 #include <QGuiApplication>
 #include <QKeyEvent>
-#include <QLineEdit>
+#include <QKeySequence>
 #include <QPointer>
 #include <QSocketNotifier>
 #include <QWindow>
@@ -14,32 +14,35 @@ namespace {
 struct Driver {
   QPointer<QWidget> window;
   QPointer<QAbstractScrollArea> article;
-  QPointer<QLineEdit> reply;
   std::function<void()> end;
   QByteArray input;
 };
 
-void postKey(QWindow* window, int key, const QString& text = {}) {
-  QCoreApplication::postEvent(window, new QKeyEvent(QEvent::KeyPress, key, Qt::NoModifier, text));
-  QCoreApplication::postEvent(window, new QKeyEvent(QEvent::KeyRelease, key, Qt::NoModifier, text));
+// To the window, which hands it to the focused widget; shortcuts (the reply box's Alt+R) first.
+void postKey(QWindow* window, int key, Qt::KeyboardModifiers modifiers, const QString& text = {}) {
+  QCoreApplication::postEvent(window, new QKeyEvent(QEvent::KeyPress, key, modifiers, text));
+  QCoreApplication::postEvent(window, new QKeyEvent(QEvent::KeyRelease, key, modifiers, text));
 }
 
 void play(Driver& driver, const QString& command, const QString& argument) {
   if (command == "quit" || !driver.window) return driver.end();
   QWindow* window = driver.window->windowHandle();
   if (command == "wheel") {
+    // To the viewport itself: Qt hands a wheel event that no window system sent to its
+    // receiver only, without passing it up from the label under the pointer.
     QWidget* viewport = driver.article->viewport();
-    const QPointF at = viewport->mapTo(driver.window, viewport->rect().center());
+    const QPointF at = viewport->rect().center();
     for (int i = 0; i < argument.toInt(); ++i) {
-      QCoreApplication::postEvent(window, new QWheelEvent(at, viewport->mapToGlobal(viewport->rect().center()), {},
-                                                          {0, -120}, Qt::NoButton, Qt::NoModifier,
-                                                          Qt::NoScrollPhase, false));
+      QCoreApplication::postEvent(viewport, new QWheelEvent(at, viewport->mapToGlobal(at), {}, {0, -120}, Qt::NoButton,
+                                                            Qt::NoModifier, Qt::NoScrollPhase, false));
     }
-  } else if (command == "pagedown") {
-    for (int i = 0; i < argument.toInt(); ++i) postKey(window, Qt::Key_PageDown);
+  } else if (command == "keys") {
+    for (const QString& name : argument.split(' ', Qt::SkipEmptyParts)) {
+      const QKeyCombination key = QKeySequence(name)[0];
+      postKey(window, key.key(), key.keyboardModifiers());
+    }
   } else if (command == "type") {
-    driver.reply->setFocus(Qt::MouseFocusReason);
-    for (const QChar c : argument) postKey(window, c.toUpper().unicode(), c);
+    for (const QChar c : argument) postKey(window, c.toUpper().unicode(), Qt::NoModifier, c);
   } else if (command == "away" || command == "back") {
     // What Qt sends the application when the window system moves the activation away and back.
     QCoreApplication::postEvent(qApp, new QApplicationStateChangeEvent(command == "away" ? Qt::ApplicationInactive
@@ -49,9 +52,9 @@ void play(Driver& driver, const QString& command, const QString& argument) {
 
 }  // namespace
 
-void startDrive(QWidget* window, QAbstractScrollArea* article, QLineEdit* reply, std::function<void()> end) {
+void startDrive(QWidget* window, QAbstractScrollArea* article, std::function<void()> end) {
   if (!qEnvironmentVariableIsSet("ZELVO_DRIVE")) return;
-  auto* driver = new Driver{window, article, reply, std::move(end), {}};
+  auto* driver = new Driver{window, article, std::move(end), {}};
   auto* notifier = new QSocketNotifier(STDIN_FILENO, QSocketNotifier::Read, qApp);
   QObject::connect(notifier, &QSocketNotifier::activated, [driver, notifier] {
     char buffer[512];

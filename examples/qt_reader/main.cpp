@@ -20,6 +20,7 @@
 #include <QTimer>
 #include <QVBoxLayout>
 #include <cstdio>
+#include <utility>
 
 #include "drive.h"
 #include "zelvo/qt/qt_integration.h"
@@ -93,8 +94,7 @@ void onPageChanged(Reader& reader, int page) {
 void endSession(Reader& reader) {
   if (reader.window == nullptr) return;
   reader.scrolledTo = reader.article->verticalScrollBar()->value();
-  delete reader.window;
-  reader.window = nullptr;
+  delete std::exchange(reader.window, nullptr);  // closing the window comes back here
   QTimer::singleShot(1500, qApp, &QCoreApplication::quit);
 }
 
@@ -137,7 +137,7 @@ int main(int argc, char** argv) {
   if (qEnvironmentVariableIsSet("ZELVO_SCREENSHOT")) {
     QTimer::singleShot(800, [&reader] { reader.window->grab().save(qEnvironmentVariable("ZELVO_SCREENSHOT")); });
   }
-  startDrive(reader.window, reader.article, reader.reply, [&reader] { endSession(reader); });
+  startDrive(reader.window, reader.article, [&reader] { endSession(reader); });
   const int status = app.exec();
   tracker->stopTracker();
   std::printf("article scrolled to %d\n", reader.scrolledTo);  // whole points, as pinged
