@@ -8,11 +8,32 @@ set(ZELVO_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/zelvo)
 install(TARGETS zelvo zelvo_testing EXPORT zelvoTargets
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT runtime NAMELINK_COMPONENT dev
   ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT dev)
-# The GTK integration's headers stay out until its library is installed with them.
+# A toolkit integration's headers go only with its library.
+set(ZELVO_HEADER_EXCLUDES)
+foreach(toolkit gtk qt)
+  if(NOT TARGET zelvo_${toolkit})
+    list(APPEND ZELVO_HEADER_EXCLUDES PATTERN ${toolkit} EXCLUDE)
+  endif()
+endforeach()
 install(DIRECTORY include/ ${ZELVO_GENERATED_INCLUDE_DIR}/
-  DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT dev FILES_MATCHING PATTERN "*.h" PATTERN "gtk" EXCLUDE)
+  DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT dev FILES_MATCHING PATTERN "*.h" ${ZELVO_HEADER_EXCLUDES})
 
 install(EXPORT zelvoTargets NAMESPACE zelvo:: DESTINATION ${ZELVO_CMAKE_DIR} COMPONENT dev)
+# The toolkit integrations, each a component of the package (find_package(zelvo COMPONENTS qt))
+# with a targets file of its own, read only when asked for: a host without the toolkit still
+# finds zelvo::zelvo.
+foreach(toolkit gtk qt)
+  if(TARGET zelvo_${toolkit})
+    set_target_properties(zelvo_${toolkit} PROPERTIES OUTPUT_NAME zelvo-${toolkit} EXPORT_NAME ${toolkit})
+    if(BUILD_SHARED_LIBS)
+      set_target_properties(zelvo_${toolkit} PROPERTIES VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR})
+    endif()
+    install(TARGETS zelvo_${toolkit} EXPORT zelvo-${toolkit}-targets
+      LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT runtime NAMELINK_COMPONENT dev
+      ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT dev)
+    install(EXPORT zelvo-${toolkit}-targets NAMESPACE zelvo:: DESTINATION ${ZELVO_CMAKE_DIR} COMPONENT dev)
+  endif()
+endforeach()
 get_target_property(ZELVO_LIBRARY_TYPE zelvo TYPE)
 configure_package_config_file(cmake/zelvoConfig.cmake.in ${CMAKE_CURRENT_BINARY_DIR}/zelvoConfig.cmake
   INSTALL_DESTINATION ${ZELVO_CMAKE_DIR})
