@@ -9,6 +9,8 @@
 #include <QWindow>
 #include <unistd.h>
 
+#include <memory>
+
 namespace {
 
 struct Driver {
@@ -54,7 +56,7 @@ void play(Driver& driver, const QString& command, const QString& argument) {
 
 void startDrive(QWidget* window, QAbstractScrollArea* article, std::function<void()> end) {
   if (!qEnvironmentVariableIsSet("ZELVO_DRIVE")) return;
-  auto* driver = new Driver{window, article, std::move(end), {}};
+  auto driver = std::make_shared<Driver>(Driver{window, article, std::move(end), {}});
   auto* notifier = new QSocketNotifier(STDIN_FILENO, QSocketNotifier::Read, qApp);
   QObject::connect(notifier, &QSocketNotifier::activated, [driver, notifier] {
     char buffer[512];
