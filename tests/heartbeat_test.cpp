@@ -84,6 +84,8 @@ TEST_F(HeartbeatTest, AStopClearsTheScheduleAndTheNextViewRestartsIt) {
   EXPECT_EQ(tracker->status(), 2u);
   EXPECT_NE(in().ping, ping);
   EXPECT_EQ(platform->runLoop().activeTimerCount(), 1u);
+  tracker.reset();
+  EXPECT_EQ(platform->runLoop().activeTimerCount(), 0u) << "a tracker takes its heartbeat with it";
 }
 
 TEST_F(HeartbeatTest, StopTrackerFromAnotherThreadInvalidatesOnTheMainThreadToo) {
@@ -97,13 +99,19 @@ TEST_F(HeartbeatTest, StopTrackerFromAnotherThreadInvalidatesOnTheMainThreadToo)
   EXPECT_EQ(platform->log().count("[ZV]: stopTracker called in a thread. Invalidating tracker on main thread."), 1u);
   advance(30);
   EXPECT_EQ(pingCount(), 1u);
-  // A setter called off the main thread takes effect there too.
+  // Setters called off the main thread take effect there too.
   const Value extra(Value::Dictionary{{"k", Value("v")}});
-  std::thread setter([&] { tracker->setExtraParams(extra); });
+  std::thread setter([&] {
+    tracker->setExtraParams(extra);
+    tracker->setDomain(std::string("example.org"));
+    tracker->setUsePong(true);
+    tracker->setSuffix(std::string("-x"));
+  });
   setter.join();
-  EXPECT_FALSE(tracker->extraParams());
+  EXPECT_FALSE(tracker->extraParams() || tracker->domain() || tracker->usePong() || tracker->suffix());
   platform->runLoop().runPendingTasks();
   EXPECT_EQ(tracker->extraParams(), extra);
+  EXPECT_TRUE(tracker->domain() && tracker->usePong() && tracker->suffix());
 }
 
 TEST_F(HeartbeatTest, PauseRegistrationsPileUpAndOnlyTheFirstDeliveryActs) {

@@ -64,6 +64,7 @@ TEST_F(HostControlsTest, PingsSkippedOfflineAreCountedAndReportedOnTheMainThread
   ASSERT_EQ(outcomes.size(), status.skippedOffline + status.pingsDelivered);
   EXPECT_EQ(outcomes.front().kind, ZVPingOutcome::Kind::kSkippedOffline);
   EXPECT_EQ(outcomes.back().kind, ZVPingOutcome::Kind::kDelivered);
+  EXPECT_EQ(outcomes.back().statusCode, 200);
 }
 
 }  // namespace

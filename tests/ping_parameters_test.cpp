@@ -3,12 +3,14 @@
 #include <gtest/gtest.h>
 
 #include <clocale>
+#include <cstdio>
 #include <cmath>
 #include <functional>
 #include <limits>
 #include <string>
 #include <vector>
 
+#include "common/format.h"
 #include "common/utf8.h"
 #include "ping/ping_url.h"
 #include "ping_test_support.h"
@@ -198,7 +200,12 @@ TEST(PingParametersTest, NumbersUseAPointUnderADecimalCommaLocale) {
   a.location = Location{52.52, 13.405};
   a.trackAccountID = 1234567;
   PingParameters p = build(a, true);
+  const std::string own = formatPosix("%.1f", 0.5);
+  char host[8];
+  std::snprintf(host, sizeof host, "%.1f", 0.5);
   std::setlocale(LC_ALL, saved.c_str());
+  EXPECT_EQ(own, "0.5");
+  EXPECT_STREQ(host, "0,5") << "the host's locale is as it was";
   EXPECT_EQ(valueOf(p, "c"), "0.25");
   EXPECT_EQ(valueOf(p, "lg"), "13.405000");
   EXPECT_EQ(valueOf(p, "g"), "1234567");

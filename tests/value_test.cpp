@@ -69,6 +69,7 @@ TEST(ValueTest, TypedJsonKeepsEveryBit) {
       {"n", Value(std::numeric_limits<int64_t>::max())},
   });
   EXPECT_EQ(Value::fromTypedJson(nested.toTypedJson().value()), nested);
+  EXPECT_EQ(Value("\xC3\xA9").toTypedJson(), "{\"string\":\"\xC3\xA9\"}") << "text stays UTF-8, unescaped";
   // 1 and 1.0 and true stay distinct.
   EXPECT_EQ(Value::fromTypedJson(Value(1.0).toTypedJson().value())->type(), Value::Type::kDouble);
   EXPECT_EQ(Value::fromTypedJson(Value(true).toTypedJson().value())->type(), Value::Type::kBool);
