@@ -20,6 +20,7 @@
 #include <thread>
 #include <vector>
 
+#include "integration/bounded_wait.h"
 #include "integration/local_https_server.h"
 
 namespace zelvo::integration {
@@ -31,7 +32,6 @@ using std::chrono::seconds;
 using std::chrono::steady_clock;
 
 constexpr char kPingHost[] = "ping.zelvo-analytics.net";
-constexpr milliseconds kWaitLimit{5000};
 
 CurlHttpClient::Options optionsFor(const LocalHttpsServer& server) {
   CurlHttpClient::Options options;

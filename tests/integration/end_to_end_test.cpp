@@ -15,6 +15,7 @@
 #include <thread>
 #include <vector>
 
+#include "integration/bounded_wait.h"
 #include "integration/local_https_server.h"
 #include "integration/temp_directory.h"
 #include "zelvo/application_events.h"
@@ -34,7 +35,6 @@ using zelvo::testing::CapturingLogSink;
 constexpr uint32_t kAccount = 4242;
 constexpr char kAppId[] = "com.example.reader";
 constexpr char kModel[] = "Reader Box";
-constexpr milliseconds kWaitLimit{5000};
 constexpr milliseconds kQuietPeriod{1500};  // watching for a ping that must not come
 
 using Query = std::map<std::string, std::string>;
@@ -50,18 +50,6 @@ Query parseQuery(std::string query) {
     EXPECT_TRUE(pairs.emplace(part.substr(0, part.find('=')), part.substr(part.find('=') + 1)).second) << part;
   }
   return pairs;
-}
-
-// Polls `condition` until it holds or the bounded wait runs out. For states another thread
-// reaches (an answer handled on curl's thread), never for a timer.
-template <typename Condition>
-bool eventually(Condition condition) {
-  const auto deadline = std::chrono::steady_clock::now() + kWaitLimit;
-  while (!condition()) {
-    if (std::chrono::steady_clock::now() > deadline) return false;
-    std::this_thread::sleep_for(milliseconds(10));
-  }
-  return true;
 }
 
 // One run of the host application: a Linux platform and a started tracker on it. Every call

@@ -28,6 +28,7 @@
 #include <thread>
 #include <vector>
 
+#include "integration/bounded_wait.h"
 #include "integration/temp_directory.h"
 #include "zelvo/testing/testing_platform.h"
 
@@ -41,7 +42,6 @@ using zelvo::testing::CapturingLogSink;
 
 // Long enough that only synchronize() or destruction can write.
 constexpr milliseconds kNeverByItself = std::chrono::hours(1);
-constexpr auto kWaitLimit = std::chrono::seconds(5);
 
 // Runs `sql` straight on the file, as another program would: the first column of the first
 // row, if any.

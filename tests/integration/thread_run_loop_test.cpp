@@ -11,6 +11,7 @@
 #include <thread>
 #include <vector>
 
+#include "integration/bounded_wait.h"
 #include "zelvo/linux/external_run_loop.h"
 #include "zelvo/linux/thread_executor.h"
 
@@ -23,19 +24,7 @@ using linux_platform::ThreadRunLoop;
 using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 
-constexpr auto kWaitLimit = std::chrono::seconds(5);
 constexpr double kTick = 0.01;  // seconds
-
-// Waits (bounded) until `condition` holds, for states another thread reaches.
-template <typename Condition>
-bool eventually(Condition condition) {
-  const auto deadline = steady_clock::now() + kWaitLimit;
-  while (!condition()) {
-    if (steady_clock::now() > deadline) return false;
-    std::this_thread::sleep_for(milliseconds(1));
-  }
-  return true;
-}
 
 // A gate a callback blocks on until the test opens it (bounded, so a failing test ends).
 class Gate {

@@ -3,12 +3,10 @@
 #include <algorithm>
 #include <cctype>
 
+#include "platform/common/day_arithmetic.h"
+
 namespace zelvo {
 namespace {
-
-constexpr int64_t kSecondsPerDay = 86400;
-
-int64_t floorDiv(int64_t a, int64_t b) { return a / b - ((a % b != 0) && ((a < 0) != (b < 0))); }
 
 bool isLeapYear(int64_t y) { return (y % 4 == 0 && y % 100 != 0) || y % 400 == 0; }
 

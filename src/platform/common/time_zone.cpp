@@ -6,12 +6,12 @@
 #include <iterator>
 #include <limits>
 
+#include "platform/common/day_arithmetic.h"
 #include "zelvo/platform/clock.h"
 
 namespace zelvo {
 namespace {
 
-constexpr int64_t kSecondsPerDay = 86400;
 // Instants are clamped to about ±300,000 years, far past any real date, so that the calendar
 // arithmetic never overflows.
 constexpr double kInstantLimit = 1e13;
@@ -21,8 +21,6 @@ int64_t toWholeSeconds(double seconds) {
   if (std::isnan(seconds)) return 0;
   return static_cast<int64_t>(std::floor(std::clamp(seconds, -kInstantLimit, kInstantLimit)));
 }
-
-int64_t floorDiv(int64_t a, int64_t b) { return a / b - ((a % b != 0) && ((a < 0) != (b < 0))); }
 
 // Reads big-endian fields; once a read runs past the end, every later read fails too.
 class ByteReader {

@@ -16,7 +16,7 @@ namespace {
 
 // How long the destructor waits for the I/O thread to abort the transfers. Aborting takes
 // milliseconds; only a completion that blocks can hold the thread longer.
-constexpr std::chrono::seconds kShutdownLimit{2};
+constexpr std::chrono::seconds kWorkerCloseLimit{2};
 
 constexpr double kFetchTimeoutSeconds = 60.0;
 
@@ -40,7 +40,7 @@ CurlHttpClient::CurlHttpClient(Options options, std::shared_ptr<IoThread> ioThre
 }
 
 CurlHttpClient::~CurlHttpClient() {
-  if (!worker_->close(kShutdownLimit)) {
+  if (!worker_->close(kWorkerCloseLimit)) {
     log("[ZV]:HTTP client: the I/O thread is held up by a completion; transfers abort once it is free");
   }
 }

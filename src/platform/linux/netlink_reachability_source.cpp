@@ -23,7 +23,7 @@ namespace {
 // Without netlink nothing tells us of changes, so the scheduled targets are read this often.
 constexpr std::chrono::milliseconds kFallbackRecheck{2000};
 // How long the destructor waits for the I/O thread to let go of the watcher.
-constexpr std::chrono::milliseconds kShutdownLimit{2000};
+constexpr std::chrono::milliseconds kWatcherReleaseLimit{2000};
 
 // A socket that receives the kernel's announcements of link, route and IPv4 address
 // changes; -1 when netlink cannot be opened.
@@ -129,7 +129,7 @@ NetlinkReachabilitySource::NetlinkReachabilitySource(RunLoop& mainLoop, LogSink&
 NetlinkReachabilitySource::~NetlinkReachabilitySource() {
   impl_->watch->close();
   // The task keeps the watcher alive until it has run, should the I/O thread be held up.
-  io_->runAndWait([io = io_.get(), impl = impl_] { io->removeSource(impl.get()); }, kShutdownLimit);
+  io_->runAndWait([io = io_.get(), impl = impl_] { io->removeSource(impl.get()); }, kWatcherReleaseLimit);
 }
 
 std::unique_ptr<ReachabilityTarget> NetlinkReachabilitySource::targetForAddress(const Ipv4SocketAddress& address) {
