@@ -63,30 +63,5 @@ wait_for_pings 3 20
 echo quit >&3
 wait "$reader_pid" || fail "the reader ended with status $?"
 
-grep -q '"violations":\[\]' "$work/records.jsonl" && ! grep -q '"violations":\[{' "$work/records.jsonl" ||
-  fail "the collector found violations"
-ping=""
-param() { echo "$ping" | grep -o "\"$1\":\"[^\"]*\"" | head -1 | cut -d'"' -f4; }
-field() { echo "$ping" | grep -o "\"$1\":[^,}]*" | head -1 | cut -d: -f2; }
-# Each input grants the engagement window (4 or 5 s) again, so an interval with $1 seconds of
-# input is engaged at least 4 and at most $1 + 6 seconds (a second's rounding each side).
-check_engaged() {
-  [ "$(param e)" -ge 4 ] && [ "$(param e)" -le $(($1 + 6)) ] || fail "engaged $(param e) s after $1 s of input: $ping"
-}
-scrolled=$(sed -n 's/^article scrolled to \([0-9]*\)$/\1/p' "$work/reader.log")
-[ -n "$scrolled" ] && [ "$scrolled" -gt 0 ] || fail "the wheel did not scroll the article"
-
-ping=$(grep '"ping":{' "$work/records.jsonl" | sed -n 2p)
-[ "$(param p)" = /news/tram-line-vote ] || fail "the second ping is not the article's: $ping"
-[ "$(param R)$(param W)" = 10 ] || fail "the wheel and Page Down are reading (R=1 W=0): $ping"
-check_engaged "$reading_seconds"
-first_depth=$(param m)
-[ "$first_depth" -gt 0 ] && [ "$first_depth" -lt "$scrolled" ] || fail "scroll depth $first_depth of $scrolled"
-# The background paused the heartbeat: coming back makes the next ping a full one.
-[ "$(field full)" = true ] || fail "the return to the foreground did not make a full ping: $ping"
-
-ping=$(grep '"ping":{' "$work/records.jsonl" | sed -n 3p)
-[ "$(param W)" = 1 ] || fail "typing in the reply box is writing (W=1): $ping"
-check_engaged "$writing_seconds"
-[ "$(param m)" = "$scrolled" ] || fail "scroll depth $(param m), the article was scrolled to $scrolled"
-echo "passed: scroll depth $first_depth then $scrolled px; reading, then writing; full ping after the return"
+. "$(dirname "$0")/reader_pings.sh"
+check_reader_pings
