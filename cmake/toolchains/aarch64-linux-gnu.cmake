@@ -9,8 +9,11 @@ set(CMAKE_CXX_COMPILER aarch64-linux-gnu-g++)
 # Multiarch: the target's libraries and CMake packages live under /usr/lib/aarch64-linux-gnu
 # beside the build machine's, and the headers in /usr/include are shared.
 set(CMAKE_LIBRARY_ARCHITECTURE aarch64-linux-gnu)
-# The emulator finds the target's dynamic loader and C library in the cross toolchain's tree.
-set(CMAKE_CROSSCOMPILING_EMULATOR qemu-aarch64-static -L /usr/aarch64-linux-gnu)
+# The programs run on the C library of the :arm64 packages (libc6:arm64, which the target's
+# libraries depend on), dynamic loader included. Not with -L /usr/aarch64-linux-gnu: that loader
+# comes from the cross toolchain's own build of the C library while libc.so.6 is still found in
+# /lib/aarch64-linux-gnu, and the two builds mixed hang in the first pthread_create.
+set(CMAKE_CROSSCOMPILING_EMULATOR qemu-aarch64-static)
 # pkg-config must read the target's .pc files only, never the build machine's.
 set(ENV{PKG_CONFIG_LIBDIR} /usr/lib/aarch64-linux-gnu/pkgconfig:/usr/share/pkgconfig)
 set(ENV{PKG_CONFIG_PATH} "")
