@@ -2,7 +2,8 @@
 # Zelvo as a host gets it: a Release shared build (the `package` preset) installed into a
 # temporary prefix; a small host outside the tree (tests/consumer) built against it with CMake's
 # find_package and with pkg-config, and once more with Zelvo added by add_subdirectory, each run;
-# the shared library's exported symbols checked; the Debian packages made (in
+# the shared library's exported symbols checked; its stripped size printed beside the minsize
+# preset's; the Debian packages made (in
 # build/package/packages); each benchmark program run once, briefly, as a smoke run (its
 # figures are not judged here).
 # Usage: scripts/package-check.sh        (CI runs it from .ci/run)
@@ -20,6 +21,8 @@ ctest_labels=(c-api python)
 
 # Exported symbols: an upper bound that keeps the ABI deliberate.
 max_exported_symbols=600
+# The stripped shared library of the minsize preset, for devices with little flash.
+max_minsize_kib=450
 
 bash scripts/install-deps.sh package
 start=$SECONDS
@@ -97,6 +100,16 @@ for bench in "$build"/bench/*_benchmark; do
   "$bench" --benchmark_min_time=0.01 >"$work/bench.log" 2>&1 || { cat "$work/bench.log"; echo "$(basename "$bench") failed"; exit 1; }
   echo "$(basename "$bench") ran"
 done
+
+step "library size, stripped: release (this build) and minsize (-Os, LTO, unused sections dropped)"
+cmake --preset minsize >/dev/null
+cmake --build --preset minsize -j "${ZELVO_JOBS:-2}" --target zelvo >/dev/null
+for preset in package minsize; do
+  strip -o "$work/libzelvo.so" "$root/build/$preset/libzelvo.so.1.0.0"
+  size_kib=$(( $(stat -c %s "$work/libzelvo.so") / 1024 ))
+  echo "$preset: libzelvo.so.1.0.0 stripped is $size_kib KiB"
+done
+[ "$size_kib" -le "$max_minsize_kib" ] || { echo "the minsize library is over $max_minsize_kib KiB"; exit 1; }
 
 if [ ${#ctest_labels[@]} -gt 0 ]; then
   step "ctest -L ${ctest_labels[*]}"
