@@ -1,11 +1,21 @@
 /* The C API from C: the shared tracker against a collector (tests/bindings/with_collector.sh
    checks what the collector saw), and the error codes of bad arguments. Built as C11 with
-   -pedantic -Werror, which is also the check that zelvo.h is plain C. */
-#define _POSIX_C_SOURCE 200809L /* nanosleep */
+   -pedantic -Werror, which is also the check that zelvo.h is plain C.
+
+   The environment picks the transport: ZELVO_TEST_PROXY a proxy for curl; ZELVO_TEST_HANDLER=1
+   the host's own handler, which runs the curl program for each request (so that strace can tell
+   the host's connections from the library's); neither, curl directly, and then a second
+   platform whose proxy is dead, which must deliver nothing and count the failures. */
+#define _POSIX_C_SOURCE 200809L /* nanosleep, posix_spawn */
+#include <pthread.h>
+#include <spawn.h>
 #include <stdatomic.h>
 #include <stdio.h>
+#include <stdlib.h>
 #include <string.h>
+#include <sys/wait.h>
 #include <time.h>
+#include <unistd.h>
 
 #include "zelvo/zelvo.h"
 
@@ -29,6 +39,133 @@ static void onOutcome(void* user_data, zelvo_ping_outcome outcome, int status_co
 static void onLog(void* user_data, zelvo_log_severity severity, const char* line) {
   if (severity == ZELVO_LOG_ERROR) atomic_fetch_add((atomic_int*)user_data, 1);
   fprintf(stderr, "log %d: %s\n", (int)severity, line);
+}
+
+extern char** environ;
+
+static void waitTenths(int tenths) {
+  const struct timespec wait = {tenths / 10, (tenths % 10) * 100000000L};
+  nanosleep(&wait, NULL);
+}
+
+/* ---- The host's own transport: each request on a thread, sent by the curl program. ---- */
+
+static atomic_int handled;
+
+typedef struct {
+  zelvo_http_request* request;
+  const char* caFile;
+  char output[1 << 16];
+} Job;
+
+static zelvo_ping_outcome kindOfCurlExit(int code) {
+  switch (code) {
+    case 5: case 6: case 7: case 52: case 56: return ZELVO_PING_CONNECTION_FAILED;
+    case 28: return ZELVO_PING_TIMED_OUT;
+    case 35: case 60: return ZELVO_PING_TLS_FAILED;
+    default: return ZELVO_PING_FAILED;
+  }
+}
+
+static void* sendWithCurl(void* data) {
+  Job* job = data;
+  const char* url = NULL;
+  const char* agent = NULL;
+  char* output = job->output;
+  int fds[2], status = 0;
+  size_t length = 0;
+  ssize_t got;
+  pid_t child = 0;
+  posix_spawn_file_actions_t actions;
+  if (zelvo_http_request_url(job->request, &url) == ZELVO_OK &&
+      zelvo_http_request_header(job->request, "User-Agent", &agent) == ZELVO_OK && pipe(fds) == 0) {
+    char* argv[] = {"curl", "-s", "--max-time", "5", "--cacert", (char*)job->caFile, "-A", (char*)(agent ? agent : ""),
+                    "-w", "\n%{http_code}", "--", (char*)url, NULL};
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_adddup2(&actions, fds[1], STDOUT_FILENO);
+    posix_spawn_file_actions_addclose(&actions, fds[0]);
+    posix_spawn_file_actions_addclose(&actions, fds[1]);
+    if (posix_spawnp(&child, "curl", &actions, NULL, argv, environ) != 0) child = 0;
+    posix_spawn_file_actions_destroy(&actions);
+    close(fds[1]);
+    while ((got = read(fds[0], output + length, sizeof job->output - 1 - length)) > 0) length += (size_t)got;
+    close(fds[0]);
+    if (child != 0 && waitpid(child, &status, 0) == child && WIFEXITED(status) && WEXITSTATUS(status) == 0) {
+      char* last;
+      output[length] = '\0';
+      last = strrchr(output, '\n');
+      if (last) {
+        zelvo_http_request_complete(job->request, atoi(last + 1), output, (size_t)(last - output));
+        atomic_fetch_add(&handled, 1);
+      } else {
+        zelvo_http_request_fail(job->request, ZELVO_PING_FAILED, "curl printed no status");
+      }
+    } else {
+      zelvo_http_request_fail(job->request, kindOfCurlExit(WIFEXITED(status) ? WEXITSTATUS(status) : -1), "curl failed");
+    }
+  } else {
+    zelvo_http_request_fail(job->request, ZELVO_PING_FAILED, "cannot start curl");
+  }
+  free(job);
+  return NULL;
+}
+
+static void handleRequest(void* caFile, zelvo_http_request* request) {
+  pthread_t thread;
+  Job* job = malloc(sizeof *job);
+  if (!job) {
+    zelvo_http_request_fail(request, ZELVO_PING_FAILED, "no memory");
+    return;
+  }
+  job->request = request;
+  job->caFile = caFile;
+  if (pthread_create(&thread, NULL, sendWithCurl, job) == 0) {
+    pthread_detach(thread);
+  } else {
+    free(job);
+    zelvo_http_request_fail(request, ZELVO_PING_FAILED, "no thread");
+  }
+}
+
+/* A platform whose proxy is dead delivers nothing, and counts each failure to connect. */
+static void checkDeadProxy(const char* endpoint, const char* caFile, const char* storeFile) {
+  char store[4096];
+  zelvo_options* options = NULL;
+  zelvo_platform* platform = NULL;
+  zelvo_tracker* tracker = NULL;
+  zelvo_view* view = NULL;
+  zelvo_status* status = NULL;
+  uint64_t failed = 0, delivered = 1;
+  int tenths;
+  snprintf(store, sizeof store, "%s.dead-proxy", storeFile);
+  EXPECT(zelvo_options_new(&options) == ZELVO_OK);
+  zelvo_options_set_endpoint(options, endpoint);
+  zelvo_options_set_ca_file(options, caFile);
+  zelvo_options_set_store_path(options, store);
+  zelvo_options_set_reachability(options, ZELVO_REACHABILITY_ALWAYS);
+  EXPECT(zelvo_options_set_proxy(options, "http://127.0.0.1:9") == ZELVO_OK); /* discard: nothing listens */
+  EXPECT(zelvo_options_set_connect_timeout(options, 2) == ZELVO_OK);
+  EXPECT(zelvo_options_set_request_timeout(options, 0) == ZELVO_ERROR_INVALID_ARGUMENT);
+  EXPECT(zelvo_platform_new(options, &platform) == ZELVO_OK);
+  zelvo_options_free(options);
+  if (!platform || zelvo_tracker_new(platform, &tracker) != ZELVO_OK || zelvo_view_new(0, &view) != ZELVO_OK) {
+    ++failures;
+    return;
+  }
+  EXPECT(zelvo_tracker_start(tracker, 12345, NULL) == ZELVO_OK);
+  EXPECT(zelvo_tracker_track_view(tracker, view, "/c-api/dead-proxy", NULL) == ZELVO_OK);
+  for (tenths = 0; tenths < 100 && failed == 0; ++tenths) {
+    waitTenths(1);
+    if (zelvo_tracker_status(tracker, &status) != ZELVO_OK) break;
+    zelvo_status_counter(status, ZELVO_FAILED_CONNECTION, &failed);
+    zelvo_status_counter(status, ZELVO_PINGS_DELIVERED, &delivered);
+    zelvo_status_free(status);
+  }
+  EXPECT(failed >= 1 && delivered == 0);
+  zelvo_tracker_stop(tracker);
+  zelvo_tracker_free(tracker);
+  zelvo_view_free(view);
+  zelvo_platform_free(platform);
 }
 
 /* Every bad argument gives its code and changes nothing (the collector sees none of them). */
@@ -104,6 +241,8 @@ int main(int argc, char** argv) {
   EXPECT(zelvo_options_set_app_id(options, "com.example.capi") == ZELVO_OK);
   EXPECT(zelvo_options_set_model_name(options, "C test") == ZELVO_OK);
   EXPECT(zelvo_options_set_reachability(options, ZELVO_REACHABILITY_ALWAYS) == ZELVO_OK);
+  if (getenv("ZELVO_TEST_PROXY")) EXPECT(zelvo_options_set_proxy(options, getenv("ZELVO_TEST_PROXY")) == ZELVO_OK);
+  if (getenv("ZELVO_TEST_HANDLER")) EXPECT(zelvo_options_set_http_handler(options, handleRequest, argv[2]) == ZELVO_OK);
   EXPECT(zelvo_platform_new(options, &platform) == ZELVO_OK);
   zelvo_options_free(options);
   if (!platform) return 1;
@@ -133,10 +272,7 @@ int main(int argc, char** argv) {
   EXPECT(zelvo_tracker_post_app_event(tracker, ZELVO_KEYBOARD_DID_SHOW) == ZELVO_OK);
 
   /* The view's first ping, then one a second; the third carries the scroll depth. */
-  for (tenths = 0; tenths < 200 && atomic_load(&delivered) < 3; ++tenths) {
-    const struct timespec tenth = {0, 100000000};
-    nanosleep(&tenth, NULL);
-  }
+  for (tenths = 0; tenths < 200 && atomic_load(&delivered) < 3; ++tenths) waitTenths(1);
   EXPECT(zelvo_tracker_set_ping_outcome_callback(tracker, NULL, NULL) == ZELVO_OK);
   EXPECT(zelvo_tracker_status(tracker, &status) == ZELVO_OK);
   EXPECT(zelvo_status_counter(status, ZELVO_PINGS_DELIVERED, &count) == ZELVO_OK);
@@ -147,6 +283,8 @@ int main(int argc, char** argv) {
   zelvo_view_free(article);
   zelvo_tracker_free(tracker);
   zelvo_platform_free(platform);
+  if (getenv("ZELVO_TEST_HANDLER")) EXPECT(atomic_load(&handled) >= 3);
+  if (!getenv("ZELVO_TEST_HANDLER") && !getenv("ZELVO_TEST_PROXY")) checkDeadProxy(argv[1], argv[2], argv[3]);
   printf("%d pings delivered, %d failures\n", atomic_load(&delivered), failures);
   return failures == 0 ? 0 : 1;
 }

@@ -49,6 +49,12 @@ struct ZELVO_EXPORT LinuxPlatformOptions {
   // ping and 60 for the configuration) and the connection phase (curl's default: 300 s).
   std::optional<std::chrono::milliseconds> requestTimeout;
   std::optional<std::chrono::milliseconds> connectTimeout;
+  // The host's own HTTP client (see zelvo/platform/http_client.h for what it must do), in
+  // place of curl: requests then go the way the host's own go, and the library opens no
+  // connection of its own. The endpoint still applies (the platform moves each request onto
+  // it) and so does the library's URL check; caFile, connectTo, proxy and the timeouts are
+  // curl's and are then the client's business. Null: curl, as configured above.
+  std::shared_ptr<HttpClient> httpClient;
   // The reachability source; kSystem counts an endpoint on a loopback address (127.0.0.0/8,
   // [::1], localhost) as always reachable, since no route is needed to reach it.
   ReachabilityChoice reachability = ReachabilityChoice::kSystem;
@@ -65,7 +71,7 @@ struct ZELVO_EXPORT LinuxPlatformOptions {
   std::chrono::milliseconds storeWriteDelay = SqliteStore::kDefaultWriteDelay;
 };
 
-// The real platform on Linux: curl for HTTPS, SQLite for the store, rtnetlink for
+// The real platform on Linux: curl (or the host's client) for HTTPS, SQLite for the store, rtnetlink for
 // reachability, the system clock and time zone.
 //
 // Threads it adds to the process: the main run loop's (none when the host passes its own
@@ -124,7 +130,7 @@ class ZELVO_EXPORT LinuxPlatform : public Platform {
   ThreadExecutor executor_;
   std::shared_ptr<IoThread> io_;
   std::unique_ptr<SqliteStore> store_;
-  std::unique_ptr<CurlHttpClient> http_;
+  std::shared_ptr<HttpClient> http_;
   std::shared_ptr<ReachabilitySource> reachability_;
   std::optional<std::string> configurationError_;
 };

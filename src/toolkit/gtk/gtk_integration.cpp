@@ -30,6 +30,12 @@ Integration::Integration(IntegrationOptions options)
     platform.reachability = linux_platform::ReachabilityChoice::kHost;
     platform.reachabilitySource = std::make_shared<NetworkMonitorSource>();
   }
+  if (options.libsoup && !platform.httpClient) {
+    SoupHttpClientOptions http;
+    http.caFile = platform.caFile;
+    http.requestTimeout = platform.requestTimeout;
+    platform.httpClient = std::make_shared<SoupHttpClient>(std::move(http));
+  }
   platform_ = std::make_shared<linux_platform::LinuxPlatform>(std::move(platform));
 }
 

@@ -1,0 +1,187 @@
+#include "zelvo/qt/qt_http_client.h"
+
+#include <QNetworkAccessManager>
+#include <QNetworkReply>
+#include <QNetworkRequest>
+#include <QSslCertificate>
+#include <QSslConfiguration>
+#include <QThread>
+#include <QTimer>
+#include <QUrl>
+
+#include <cmath>
+#include <map>
+#include <utility>
+
+namespace zelvo::qt {
+namespace {
+
+constexpr std::chrono::seconds kFetchLimit{60};
+
+HttpError::Kind kindOf(QNetworkReply::NetworkError error) {
+  switch (error) {
+    case QNetworkReply::SslHandshakeFailedError:
+      return HttpError::Kind::kTls;
+    case QNetworkReply::TimeoutError:
+    case QNetworkReply::ProxyTimeoutError:
+      return HttpError::Kind::kTimeout;
+    case QNetworkReply::ConnectionRefusedError:
+    case QNetworkReply::RemoteHostClosedError:
+    case QNetworkReply::HostNotFoundError:
+    case QNetworkReply::TemporaryNetworkFailureError:
+    case QNetworkReply::NetworkSessionFailedError:
+    case QNetworkReply::UnknownNetworkError:
+    case QNetworkReply::ProxyConnectionRefusedError:
+    case QNetworkReply::ProxyConnectionClosedError:
+    case QNetworkReply::ProxyNotFoundError:
+    case QNetworkReply::UnknownProxyError:
+      return HttpError::Kind::kConnection;
+    default:
+      return HttpError::Kind::kOther;
+  }
+}
+
+int millisOf(double seconds) {
+  const double millis = std::fmin(seconds * 1000.0, 24.0 * 60 * 60 * 1000);
+  return millis >= 1.0 ? static_cast<int>(std::lround(millis)) : 1;  // also NaN
+}
+
+}  // namespace
+
+// The client's part on its thread: the manager and the replies in flight, each with its
+// completion. Touched on that thread only.
+class QtHttpClient::Worker : public QObject {
+ public:
+  explicit Worker(QtHttpClientOptions options) : options_(std::move(options)) {}
+
+  void start(HttpRequest request, bool keepBody, HttpBodyCompletion done) {
+    const QUrl url = QUrl::fromEncoded(QByteArray::fromStdString(request.url), QUrl::StrictMode);
+    if (!url.isValid() || url.scheme() != QLatin1String("https")) {
+      return done(HttpError{"not sent: not an https URL", request.url}, {});
+    }
+    QNetworkRequest outgoing(url);
+    outgoing.setAttribute(QNetworkRequest::RedirectPolicyAttribute, QNetworkRequest::ManualRedirectPolicy);
+    outgoing.setAttribute(QNetworkRequest::CacheLoadControlAttribute, QNetworkRequest::AlwaysNetwork);
+    outgoing.setAttribute(QNetworkRequest::CacheSaveControlAttribute, false);
+    for (const auto& [name, value] : request.headers) {
+      if (value.find_first_of("\r\n") != std::string::npos) {
+        return done(HttpError{"header with a line break: " + name, request.url}, {});
+      }
+      outgoing.setRawHeader(QByteArray::fromStdString(name), QByteArray::fromStdString(value));
+    }
+    if (request.ignoreCaches) {
+      outgoing.setRawHeader("Cache-Control", "no-cache");
+      outgoing.setRawHeader("Pragma", "no-cache");
+    }
+    if (options_.caFile) {
+      QSslConfiguration ssl = QSslConfiguration::defaultConfiguration();
+      ssl.setCaCertificates(QSslCertificate::fromPath(QString::fromStdString(*options_.caFile)));
+      outgoing.setSslConfiguration(ssl);
+    }
+    QNetworkReply* reply = manager().get(outgoing);
+    inFlight_.emplace(reply, InFlight{request.url, keepBody, std::move(done)});
+    const int limit = options_.requestTimeout ? static_cast<int>(options_.requestTimeout->count())
+                                              : millisOf(request.timeoutSeconds);
+    QTimer::singleShot(std::max(limit, 1), reply, [this, reply] { abort(reply, HttpError::Kind::kTimeout, "timed out"); });
+    if (keepBody) {
+      connect(reply, &QNetworkReply::downloadProgress, this, [this, reply](qint64 received, qint64) {
+        if (static_cast<std::size_t>(received) > options_.maxBodyBytes) abort(reply, HttpError::Kind::kOther, "body too large");
+      });
+    }
+    connect(reply, &QNetworkReply::finished, this, [this, reply] { finish(reply); });
+  }
+
+  // Completes everything in flight with "cancelled" and releases the manager.
+  void close() {
+    while (!inFlight_.empty()) abort(inFlight_.begin()->first, HttpError::Kind::kOther, "cancelled");
+    manager_.reset();
+  }
+
+ private:
+  struct InFlight {
+    std::string url;
+    bool keepBody = false;
+    HttpBodyCompletion done;
+  };
+
+  QNetworkAccessManager& manager() {
+    if (!manager_) manager_ = std::make_unique<QNetworkAccessManager>();
+    return *manager_;
+  }
+
+  void abort(QNetworkReply* reply, HttpError::Kind kind, const std::string& why) {
+    auto entry = inFlight_.extract(reply);
+    if (entry.empty()) return;
+    reply->disconnect(this);
+    reply->abort();
+    reply->deleteLater();
+    entry.mapped().done(HttpError{why, entry.mapped().url, kind}, {});
+  }
+
+  void finish(QNetworkReply* reply) {
+    auto entry = inFlight_.extract(reply);
+    if (entry.empty()) return;
+    reply->disconnect(this);
+    reply->deleteLater();
+    InFlight& request = entry.mapped();
+    const QVariant status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute);
+    if (status.isValid()) {
+      std::string body = request.keepBody ? reply->readAll().toStdString() : std::string();
+      return request.done(HttpResponse{status.toInt(), request.url}, std::move(body));
+    }
+    request.done(HttpError{reply->errorString().toStdString(), request.url, kindOf(reply->error())}, {});
+  }
+
+  const QtHttpClientOptions options_;
+  std::unique_ptr<QNetworkAccessManager> manager_;
+  std::map<QNetworkReply*, InFlight> inFlight_;
+};
+
+QtHttpClient::QtHttpClient(Options options)
+    : thread_(std::make_unique<QThread>()), worker_(new Worker(std::move(options))) {
+  thread_->setObjectName(QStringLiteral("zelvo-http"));
+  worker_->moveToThread(thread_.get());
+  thread_->start();
+}
+
+QtHttpClient::~QtHttpClient() {
+  {
+    // Every request posted before this is queued before the close, and none comes after.
+    std::lock_guard lock(mutex_);
+    closed_ = true;
+    QMetaObject::invokeMethod(worker_, [worker = worker_, thread = thread_.get()] {
+      worker->close();
+      delete worker;
+      thread->quit();
+    }, Qt::QueuedConnection);
+  }
+  thread_->wait();
+}
+
+void QtHttpClient::send(HttpRequest request, bool keepBody, HttpBodyCompletion done) {
+  std::unique_lock lock(mutex_);
+  if (closed_) {
+    lock.unlock();
+    return done(HttpError{"cancelled", request.url}, {});
+  }
+  QMetaObject::invokeMethod(worker_, [worker = worker_, request = std::move(request), keepBody,
+                                      done = std::move(done)]() mutable {
+    worker->start(std::move(request), keepBody, std::move(done));
+  }, Qt::QueuedConnection);
+}
+
+void QtHttpClient::startGet(HttpRequest request, HttpCompletion done) {
+  send(std::move(request), false, [done = std::move(done)](const HttpResult& result, const std::string&) { done(result); });
+}
+
+std::optional<std::string> QtHttpClient::fetch(const std::string& url) {
+  return waitForBody([&](HttpBodyCompletion done) { send(HttpRequest{url, {}, 60.0, false}, true, std::move(done)); }, kFetchLimit);
+}
+
+bool QtHttpClient::acceptsUrl(std::string_view url) const {
+  const QByteArray written(url.data(), static_cast<qsizetype>(url.size()));
+  const QUrl parsed = QUrl::fromEncoded(written, QUrl::StrictMode);
+  return parsed.isValid() && parsed.scheme() == QLatin1String("https") && parsed.toEncoded() == written;
+}
+
+}  // namespace zelvo::qt
