@@ -275,8 +275,9 @@ typedef struct zelvo_http_request zelvo_http_request;
    failed by the library; the host's later call is then refused. */
 typedef void (*zelvo_http_handler)(void* user_data, zelvo_http_request* request);
 /** Hands every request to `handler` instead of curl: with a handler the library opens no
-   connection of its own, and the proxy, timeouts and CA file above are the host's business
-   (the endpoint still applies: the request's URL is already on it). NULL returns to curl. */
+   socket of its own (ZELVO_REACHABILITY_SYSTEM then counts as ALWAYS: no routes are asked),
+   and the proxy, timeouts and CA file above are the host's business (the endpoint still
+   applies: the request's URL is already on it). NULL returns to curl. */
 ZELVO_EXPORT zelvo_error zelvo_options_set_http_handler(zelvo_options* options, zelvo_http_handler handler,
                                                         void* user_data);
 /** The URL to GET; valid until the request is completed. */

@@ -107,6 +107,11 @@ zelvo_error zelvo_platform_new(const zelvo_options* options, zelvo_platform** ou
     if (options->httpHandler) {
       platformOptions.httpClient =
           std::make_shared<zelvo::capi::HandlerHttpClient>(options->httpHandler, options->httpHandlerData);
+      // The host's transport knows its way out; asking the kernel's routes would take the
+      // library's own sockets (rtnetlink, a UDP probe), which a handler promises not to open.
+      if (platformOptions.reachability == zelvo::linux_platform::ReachabilityChoice::kSystem) {
+        platformOptions.reachability = zelvo::linux_platform::ReachabilityChoice::kAlwaysReachable;
+      }
     }
     auto platform = std::make_shared<zelvo::linux_platform::LinuxPlatform>(std::move(platformOptions));
     // The platform has logged why; a host would otherwise get one that never sends anything.

@@ -3,14 +3,11 @@
 #include <chrono>
 #include <cstddef>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
 
 #include "zelvo/platform/body_fetch.h"
 #include "zelvo/platform/http_client.h"
-
-class QThread;
 
 namespace zelvo::qt {
 
@@ -38,6 +35,8 @@ class QtHttpClient : public HttpClient {
  public:
   using Options = QtHttpClientOptions;
   class Worker;
+  class Thread;
+  struct Inbox;
 
   explicit QtHttpClient(Options options = {});
   ~QtHttpClient() override;
@@ -52,10 +51,9 @@ class QtHttpClient : public HttpClient {
  private:
   void send(HttpRequest request, bool keepBody, HttpBodyCompletion done);
 
-  std::unique_ptr<QThread> thread_;
-  Worker* worker_ = nullptr;  // lives on thread_, deleted there
-  std::mutex mutex_;
-  bool closed_ = false;
+  std::shared_ptr<Inbox> inbox_;
+  std::unique_ptr<Thread> thread_;
+  Worker* worker_ = nullptr;  // lives on thread_, deleted there when it ends
 };
 
 }  // namespace zelvo::qt

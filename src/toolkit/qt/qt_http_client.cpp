@@ -10,7 +10,9 @@
 #include <QUrl>
 
 #include <cmath>
+#include <deque>
 #include <map>
+#include <mutex>
 #include <utility>
 
 namespace zelvo::qt {
@@ -48,11 +50,38 @@ int millisOf(double seconds) {
 
 }  // namespace
 
+// The requests handed to the client and not yet started, and whether it still takes any.
+// Shared by the client (which adds) and its thread (which takes), so that every request is
+// started or cancelled there whether or not Qt still delivers the event that announces it (it
+// does not once the application object is gone, and a platform installed for the whole process
+// goes after it).
+struct QtHttpClient::Inbox {
+  struct Entry {
+    HttpRequest request;
+    bool keepBody = false;
+    HttpBodyCompletion done;
+  };
+  std::mutex mutex;
+  bool closed = false;
+  std::deque<Entry> entries;
+
+  std::deque<Entry> takeAll() {
+    std::lock_guard lock(mutex);
+    return std::exchange(entries, {});
+  }
+};
+
 // The client's part on its thread: the manager and the replies in flight, each with its
 // completion. Touched on that thread only.
 class QtHttpClient::Worker : public QObject {
  public:
-  explicit Worker(QtHttpClientOptions options) : options_(std::move(options)) {}
+  Worker(QtHttpClientOptions options, std::shared_ptr<Inbox> inbox)
+      : options_(std::move(options)), inbox_(std::move(inbox)) {}
+
+  // Starts what the client has handed over.
+  void startQueued() {
+    for (Inbox::Entry& entry : inbox_->takeAll()) start(std::move(entry.request), entry.keepBody, std::move(entry.done));
+  }
 
   void start(HttpRequest request, bool keepBody, HttpBodyCompletion done) {
     const QUrl url = QUrl::fromEncoded(QByteArray::fromStdString(request.url), QUrl::StrictMode);
@@ -91,8 +120,10 @@ class QtHttpClient::Worker : public QObject {
     connect(reply, &QNetworkReply::finished, this, [this, reply] { finish(reply); });
   }
 
-  // Completes everything in flight with "cancelled" and releases the manager.
+  // Once the thread's loop has ended: completes what was handed over and everything in flight
+  // with "cancelled", and releases the manager.
   void close() {
+    for (Inbox::Entry& entry : inbox_->takeAll()) entry.done(HttpError{"cancelled", entry.request.url}, {});
     while (!inFlight_.empty()) abort(inFlight_.begin()->first, HttpError::Kind::kOther, "cancelled");
     manager_.reset();
   }
@@ -133,41 +164,57 @@ class QtHttpClient::Worker : public QObject {
   }
 
   const QtHttpClientOptions options_;
+  const std::shared_ptr<Inbox> inbox_;
   std::unique_ptr<QNetworkAccessManager> manager_;
   std::map<QNetworkReply*, InFlight> inFlight_;
 };
 
-QtHttpClient::QtHttpClient(Options options)
-    : thread_(std::make_unique<QThread>()), worker_(new Worker(std::move(options))) {
+// The client's thread: its event loop, then the worker's end, on the thread it belongs to.
+class QtHttpClient::Thread : public QThread {
+ public:
+  explicit Thread(Worker* worker) : worker_(worker) {}
+
+ protected:
+  void run() override {
+    exec();
+    worker_->close();
+    delete worker_;
+  }
+
+ private:
+  Worker* const worker_;
+};
+
+QtHttpClient::QtHttpClient(Options options) : inbox_(std::make_shared<Inbox>()) {
+  auto* worker = new Worker(std::move(options), inbox_);
+  thread_ = std::make_unique<Thread>(worker);
+  worker_ = worker;
   thread_->setObjectName(QStringLiteral("zelvo-http"));
-  worker_->moveToThread(thread_.get());
+  worker->moveToThread(thread_.get());
   thread_->start();
 }
 
 QtHttpClient::~QtHttpClient() {
   {
-    // Every request posted before this is queued before the close, and none comes after.
-    std::lock_guard lock(mutex_);
-    closed_ = true;
-    QMetaObject::invokeMethod(worker_, [worker = worker_, thread = thread_.get()] {
-      worker->close();
-      delete worker;
-      thread->quit();
-    }, Qt::QueuedConnection);
+    std::lock_guard lock(inbox_->mutex);
+    inbox_->closed = true;
   }
+  // quit() needs no event delivered: it works after the application object has gone too.
+  thread_->quit();
   thread_->wait();
 }
 
 void QtHttpClient::send(HttpRequest request, bool keepBody, HttpBodyCompletion done) {
-  std::unique_lock lock(mutex_);
-  if (closed_) {
-    lock.unlock();
-    return done(HttpError{"cancelled", request.url}, {});
+  {
+    std::unique_lock lock(inbox_->mutex);
+    if (!inbox_->closed) {
+      inbox_->entries.push_back(Inbox::Entry{std::move(request), keepBody, std::move(done)});
+      lock.unlock();
+      QMetaObject::invokeMethod(worker_, [worker = worker_] { worker->startQueued(); }, Qt::QueuedConnection);
+      return;
+    }
   }
-  QMetaObject::invokeMethod(worker_, [worker = worker_, request = std::move(request), keepBody,
-                                      done = std::move(done)]() mutable {
-    worker->start(std::move(request), keepBody, std::move(done));
-  }, Qt::QueuedConnection);
+  done(HttpError{"cancelled", request.url}, {});
 }
 
 void QtHttpClient::startGet(HttpRequest request, HttpCompletion done) {
