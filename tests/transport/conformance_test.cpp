@@ -22,7 +22,7 @@ using integration::Reply;
 // The ways a row bends the server or the trust.
 enum class Twist { kNone, kStrangerCa, kOtherName, kRefusedPort };
 // What a row asks of the client.
-enum class Ask { kPings, kConfiguration, kUrlCheck };
+enum class Ask { kPings, kConfiguration, kUrlCheck, kPingWhileTheClientGoes };
 
 struct Row {
   const char* name;
@@ -43,12 +43,16 @@ std::string describe(const HttpResult& result) {
   return std::string(kKinds[static_cast<int>(error.kind)]) + (error.failingUrl == kPingUrl ? "" : " for " + error.failingUrl);
 }
 
-HttpResult ping(HttpClient& client) {
+std::future<HttpResult> startPing(HttpClient& client) {
   HttpRequest request{.url = kPingUrl, .headers = {{"User-Agent", "ZelvoTest/1 (Linux)"}}, .timeoutSeconds = 5.0,
                       .ignoreCaches = true};
   auto promise = std::make_shared<std::promise<HttpResult>>();
   std::future<HttpResult> future = promise->get_future();
   client.startGet(std::move(request), [promise](const HttpResult& result) { promise->set_value(result); });
+  return future;
+}
+
+HttpResult waitFor(std::future<HttpResult> future) {
   if (future.wait_for(integration::kWaitLimit) != std::future_status::ready) return HttpError{"no completion", ""};
   return future.get();
 }
@@ -63,7 +67,7 @@ std::string outcomeOf(ClientKind kind, const Row& row) {
   integration::TempDirectory directory;
 
   ClientSetup setup{.caFile = row.twist == Twist::kStrangerCa ? stranger.caFile() : server.caFile(),
-                    .requestTimeout = std::chrono::seconds(row.script.size() == 1 && row.script[0].hang ? 1 : 5)};
+                    .requestTimeout = std::chrono::seconds(row.ask == Ask::kPings && !row.script.empty() && row.script[0].hang ? 1 : 5)};
   linux_platform::LinuxPlatformOptions options;
   const int port = row.twist == Twist::kRefusedPort ? LocalHttpsServer().port() : server.port();
   options.endpoint = "https://localhost:" + std::to_string(port);
@@ -76,8 +80,15 @@ std::string outcomeOf(ClientKind kind, const Row& row) {
   std::string outcome;
   switch (row.ask) {
     case Ask::kPings:
-      for (size_t i = 0; i < std::max<size_t>(row.script.size(), 1); ++i) outcome += describe(ping(client)) + ", ";
+      for (size_t i = 0; i < std::max<size_t>(row.script.size(), 1); ++i) outcome += describe(waitFor(startPing(client))) + ", ";
       break;
+    case Ask::kPingWhileTheClientGoes: {
+      std::future<HttpResult> pending = startPing(client);
+      if (!server.waitForRequests(1, integration::kWaitLimit)) return "the request did not arrive";
+      platform.reset();  // the one holder: the client goes with it, and ends what it holds
+      outcome = describe(waitFor(std::move(pending))) + ", ";
+      break;
+    }
     case Ask::kConfiguration:
       outcome = "body " + client.fetch(kZelvoConfigURL).value_or("none") + ", ";
       break;
@@ -114,6 +125,9 @@ const Row kRows[] = {
     {"Statuses", {{200}, {202}, {500}, {503}}, Twist::kNone, Ask::kPings,
      "status 200, status 202, status 500, status 503, read 4" + kTarget + kTarget + kTarget + kTarget},
     {"StallPastTheTimeout", {{.hang = true}}, Twist::kNone, Ask::kPings, "timeout, read 1" + kTarget},
+    // A client that goes away ends what it holds ("cancelled"), and only once.
+    {"ClientGoesWhileWaiting", {{.hang = true}}, Twist::kNone, Ask::kPingWhileTheClientGoes,
+     "other, read 1" + kTarget},
     {"RefusedPort", {}, Twist::kRefusedPort, Ask::kPings, "connection, read 0"},
     // Nothing reaches a server the client does not trust.
     {"UntrustedCertificate", {}, Twist::kStrangerCa, Ask::kPings, "tls, read 0"},

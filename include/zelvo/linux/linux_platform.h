@@ -50,10 +50,12 @@ struct ZELVO_EXPORT LinuxPlatformOptions {
   std::optional<std::chrono::milliseconds> requestTimeout;
   std::optional<std::chrono::milliseconds> connectTimeout;
   // The host's own HTTP client (see zelvo/platform/http_client.h for what it must do), in
-  // place of curl: requests then go the way the host's own go, and the library opens no
-  // connection of its own. The endpoint still applies (the platform moves each request onto
-  // it) and so does the library's URL check; caFile, connectTo, proxy and the timeouts are
-  // curl's and are then the client's business. Null: curl, as configured above.
+  // place of curl: requests then go the way the host's own go, and the library connects
+  // nowhere itself (kSystem reachability still reads the kernel's routes through rtnetlink and
+  // a UDP probe that sends nothing; kAlwaysReachable or kHost open no socket at all). The
+  // endpoint still applies (the platform moves each request onto it) and so does the library's
+  // URL check; caFile, connectTo, proxy and the timeouts are curl's and are then the client's
+  // business. Null: curl, as configured above.
   std::shared_ptr<HttpClient> httpClient;
   // The reachability source; kSystem counts an endpoint on a loopback address (127.0.0.0/8,
   // [::1], localhost) as always reachable, since no route is needed to reach it.

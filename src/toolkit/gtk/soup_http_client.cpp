@@ -75,12 +75,22 @@ class SoupHttpClient::Worker {
       }
     }
     g_main_loop_run(loop_);
-    // Requests posted before the close run now and find it closed; the operations cancelled
-    // by the close come back, within a bound.
-    const gint64 end = g_get_monotonic_time() + std::chrono::microseconds(kCloseLimit).count();
-    while (g_main_context_pending(context_) || (!inFlight_.empty() && g_get_monotonic_time() < end)) {
-      g_main_context_iteration(context_, FALSE);
-    }
+    // The operations cancelled by the close come back, within a bound; then the requests
+    // posted before the close run and find it closed.
+    bool gaveUp = false;
+    GSource* limit = g_timeout_source_new_seconds(static_cast<guint>(kCloseLimit.count()));
+    g_source_set_callback(
+        limit,
+        [](gpointer flag) -> gboolean {
+          *static_cast<bool*>(flag) = true;
+          return G_SOURCE_REMOVE;
+        },
+        &gaveUp, nullptr);
+    g_source_attach(limit, context_);
+    while (!inFlight_.empty() && !gaveUp) g_main_context_iteration(context_, TRUE);
+    g_source_destroy(limit);
+    g_source_unref(limit);
+    while (g_main_context_pending(context_)) g_main_context_iteration(context_, FALSE);
     g_object_unref(session_);
     g_main_context_pop_thread_default(context_);
   }
@@ -127,9 +137,8 @@ class SoupHttpClient::Worker {
     raw->done = std::move(done);
     raw->message = message;
     raw->cancellable = g_cancellable_new();
-    const guint limit = options_.requestTimeout ? static_cast<guint>(std::max<long long>(1, options_.requestTimeout->count()))
-                                                : millisOf(request.timeoutSeconds);
-    raw->timer = g_timeout_source_new(limit);
+    const double seconds = options_.requestTimeout ? options_.requestTimeout->count() / 1000.0 : request.timeoutSeconds;
+    raw->timer = g_timeout_source_new(millisOf(seconds));
     g_source_set_callback(raw->timer, &Worker::onTimeout, raw, nullptr);
     g_source_attach(raw->timer, context_);
     inFlight_.emplace(raw, std::move(transfer));

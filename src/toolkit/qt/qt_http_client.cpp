@@ -13,6 +13,7 @@
 #include <deque>
 #include <map>
 #include <mutex>
+#include <optional>
 #include <utility>
 
 namespace zelvo::qt {
@@ -103,15 +104,17 @@ class QtHttpClient::Worker : public QObject {
       outgoing.setRawHeader("Pragma", "no-cache");
     }
     if (options_.caFile) {
-      QSslConfiguration ssl = QSslConfiguration::defaultConfiguration();
-      ssl.setCaCertificates(QSslCertificate::fromPath(QString::fromStdString(*options_.caFile)));
-      outgoing.setSslConfiguration(ssl);
+      if (!ssl_) {
+        // Read once; a file that holds no certificate leaves none to trust, so every request fails.
+        ssl_ = QSslConfiguration::defaultConfiguration();
+        ssl_->setCaCertificates(QSslCertificate::fromPath(QString::fromStdString(*options_.caFile)));
+      }
+      outgoing.setSslConfiguration(*ssl_);
     }
     QNetworkReply* reply = manager().get(outgoing);
     inFlight_.emplace(reply, InFlight{request.url, keepBody, std::move(done)});
-    const int limit = options_.requestTimeout ? static_cast<int>(options_.requestTimeout->count())
-                                              : millisOf(request.timeoutSeconds);
-    QTimer::singleShot(std::max(limit, 1), reply, [this, reply] { abort(reply, HttpError::Kind::kTimeout, "timed out"); });
+    const double seconds = options_.requestTimeout ? options_.requestTimeout->count() / 1000.0 : request.timeoutSeconds;
+    QTimer::singleShot(millisOf(seconds), reply, [this, reply] { abort(reply, HttpError::Kind::kTimeout, "timed out"); });
     if (keepBody) {
       connect(reply, &QNetworkReply::downloadProgress, this, [this, reply](qint64 received, qint64) {
         if (static_cast<std::size_t>(received) > options_.maxBodyBytes) abort(reply, HttpError::Kind::kOther, "body too large");
@@ -165,6 +168,7 @@ class QtHttpClient::Worker : public QObject {
 
   const QtHttpClientOptions options_;
   const std::shared_ptr<Inbox> inbox_;
+  std::optional<QSslConfiguration> ssl_;  // the default one with the CA file's authorities
   std::unique_ptr<QNetworkAccessManager> manager_;
   std::map<QNetworkReply*, InFlight> inFlight_;
 };
