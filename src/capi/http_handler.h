@@ -4,7 +4,7 @@
 #include <optional>
 #include <string>
 
-#include "zelvo/platform/body_fetch.h"
+#include "zelvo/platform/http_client_support.h"
 #include "zelvo/platform/http_client.h"
 #include "zelvo/zelvo.h"
 

@@ -8,7 +8,7 @@
 #include <string>
 #include <thread>
 
-#include "zelvo/platform/body_fetch.h"
+#include "zelvo/platform/http_client_support.h"
 #include "zelvo/platform/http_client.h"
 
 namespace zelvo::gtk {

@@ -6,7 +6,7 @@
 #include <optional>
 #include <string>
 
-#include "zelvo/platform/body_fetch.h"
+#include "zelvo/platform/http_client_support.h"
 #include "zelvo/platform/http_client.h"
 
 namespace zelvo::qt {

@@ -2,7 +2,6 @@
 
 #include <libsoup/soup.h>
 
-#include <cmath>
 #include <map>
 #include <utility>
 
@@ -35,11 +34,6 @@ HttpError::Kind kindOf(const GError* error) {
     default:
       return HttpError::Kind::kOther;
   }
-}
-
-guint millisOf(double seconds) {
-  const double millis = std::fmin(seconds * 1000.0, 24.0 * 60 * 60 * 1000);
-  return millis >= 1.0 ? static_cast<guint>(std::lround(millis)) : 1;  // also NaN
 }
 
 // The flags libsoup reads a request's URI with.
@@ -138,7 +132,7 @@ class SoupHttpClient::Worker {
     raw->message = message;
     raw->cancellable = g_cancellable_new();
     const double seconds = options_.requestTimeout ? options_.requestTimeout->count() / 1000.0 : request.timeoutSeconds;
-    raw->timer = g_timeout_source_new(millisOf(seconds));
+    raw->timer = g_timeout_source_new(static_cast<guint>(requestLimitMillis(seconds)));
     g_source_set_callback(raw->timer, &Worker::onTimeout, raw, nullptr);
     g_source_attach(raw->timer, context_);
     inFlight_.emplace(raw, std::move(transfer));

@@ -9,7 +9,6 @@
 #include <QTimer>
 #include <QUrl>
 
-#include <cmath>
 #include <deque>
 #include <map>
 #include <mutex>
@@ -42,11 +41,6 @@ HttpError::Kind kindOf(QNetworkReply::NetworkError error) {
     default:
       return HttpError::Kind::kOther;
   }
-}
-
-int millisOf(double seconds) {
-  const double millis = std::fmin(seconds * 1000.0, 24.0 * 60 * 60 * 1000);
-  return millis >= 1.0 ? static_cast<int>(std::lround(millis)) : 1;  // also NaN
 }
 
 }  // namespace
@@ -114,7 +108,7 @@ class QtHttpClient::Worker : public QObject {
     QNetworkReply* reply = manager().get(outgoing);
     inFlight_.emplace(reply, InFlight{request.url, keepBody, std::move(done)});
     const double seconds = options_.requestTimeout ? options_.requestTimeout->count() / 1000.0 : request.timeoutSeconds;
-    QTimer::singleShot(millisOf(seconds), reply, [this, reply] { abort(reply, HttpError::Kind::kTimeout, "timed out"); });
+    QTimer::singleShot(static_cast<int>(requestLimitMillis(seconds)), reply, [this, reply] { abort(reply, HttpError::Kind::kTimeout, "timed out"); });
     if (keepBody) {
       connect(reply, &QNetworkReply::downloadProgress, this, [this, reply](qint64 received, qint64) {
         if (static_cast<std::size_t>(received) > options_.maxBodyBytes) abort(reply, HttpError::Kind::kOther, "body too large");

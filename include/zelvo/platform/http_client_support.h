@@ -1,6 +1,7 @@
 #pragma once
 
 #include <chrono>
+#include <cmath>
 #include <future>
 #include <memory>
 #include <optional>
@@ -11,6 +12,15 @@
 #include "zelvo/platform/http_client.h"
 
 namespace zelvo {
+
+// What the library's own clients share with any other.
+
+// A request's time limit in whole milliseconds, at least one (several stacks read 0 as "no
+// limit") and at most a day; NaN gives one.
+inline long requestLimitMillis(double seconds) {
+  const double millis = std::fmin(seconds * 1000.0, 24.0 * 60 * 60 * 1000);
+  return millis >= 1.0 ? static_cast<long>(std::lround(millis)) : 1;
+}
 
 // The completion of a GET whose body is kept: the outcome, and the body of an answer.
 using HttpBodyCompletion = std::function<void(const HttpResult&, std::string body)>;
