@@ -6,7 +6,7 @@
 #include "zelvo/platform/reachability_source.h"
 #include "zelvo/export.h"
 
-namespace zelvo::linux_platform {
+namespace zelvo::portable {
 
 // Reachability that never asks the system: every target is Reachable | IsDirect and never
 // changes. For a collector on this machine or a network the routing table does not describe
@@ -17,4 +17,4 @@ class ZELVO_EXPORT AlwaysReachableSource : public ReachabilitySource {
   std::unique_ptr<ReachabilityTarget> targetForHostName(const std::string& hostName) override;
 };
 
-}  // namespace zelvo::linux_platform
+}  // namespace zelvo::portable

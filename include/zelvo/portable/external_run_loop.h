@@ -8,7 +8,7 @@
 #include "zelvo/platform/run_loop.h"
 #include "zelvo/export.h"
 
-namespace zelvo::linux_platform {
+namespace zelvo::portable {
 
 class LoopQueue;
 
@@ -21,7 +21,7 @@ class LoopQueue;
 // context (g_main_context_acquire) on its main thread:
 //
 //   GMainContext* context = g_main_context_default();
-//   zelvo::linux_platform::ExternalRunLoop loop;
+//   zelvo::portable::ExternalRunLoop loop;
 //   loop.setWakeUp([context] { g_main_context_wakeup(context); });
 //   GPollFD fds[64];
 //   while (running) {
@@ -76,4 +76,4 @@ class ZELVO_EXPORT ExternalRunLoop : public RunLoop {
   std::unique_ptr<LoopQueue> queue_;
 };
 
-}  // namespace zelvo::linux_platform
+}  // namespace zelvo::portable

@@ -6,9 +6,9 @@
 #include "zelvo/platform/screen.h"
 #include "zelvo/export.h"
 
-namespace zelvo::linux_platform {
+namespace zelvo::portable {
 
-// The main screen as the host describes it: Linux has no one main screen a library could
+// The main screen as the host describes it: a desktop has no one main screen a library could
 // ask for (X11, Wayland, a framebuffer, none at all), so the host tells us its window's
 // display in points and its scale, and again whenever they change. None until it does.
 // Thread: every member is safe from any thread.
@@ -23,4 +23,4 @@ class ZELVO_EXPORT HostScreen : public Screen {
   std::optional<ScreenMetrics> metrics_;  // guarded by mutex_
 };
 
-}  // namespace zelvo::linux_platform
+}  // namespace zelvo::portable

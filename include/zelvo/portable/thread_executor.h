@@ -11,7 +11,7 @@
 #include "zelvo/platform/run_loop.h"
 #include "zelvo/export.h"
 
-namespace zelvo::linux_platform {
+namespace zelvo::portable {
 
 // Background work on threads of the library's own, in submission order (with more than one
 // thread, tasks may overlap). A thread is started when work is queued and none is free, up
@@ -46,4 +46,4 @@ class ZELVO_EXPORT ThreadExecutor : public Executor {
   std::vector<std::thread::id> ended_;  // workers that returned and wait to be joined
 };
 
-}  // namespace zelvo::linux_platform
+}  // namespace zelvo::portable

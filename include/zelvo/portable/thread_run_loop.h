@@ -9,7 +9,7 @@
 #include "zelvo/platform/run_loop.h"
 #include "zelvo/export.h"
 
-namespace zelvo::linux_platform {
+namespace zelvo::portable {
 
 class LoopQueue;
 
@@ -52,4 +52,4 @@ class ZELVO_EXPORT ThreadRunLoop : public RunLoop {
   std::thread thread_;
 };
 
-}  // namespace zelvo::linux_platform
+}  // namespace zelvo::portable
