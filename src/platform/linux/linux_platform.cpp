@@ -4,8 +4,8 @@
 
 #include "platform/linux/endpoint.h"
 #include "platform/linux/io_thread.h"
-#include "zelvo/portable/always_reachable_source.h"
 #include "zelvo/linux/stderr_log_sink.h"
+#include "zelvo/portable/always_reachable_source.h"
 #include "zelvo/portable/thread_run_loop.h"
 
 namespace zelvo::linux_platform {
