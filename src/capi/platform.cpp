@@ -1,4 +1,4 @@
-// The C API's platform: the Linux platform's options, the platform and its installation.
+// The C API's platform: the host platform's options, the platform and its installation.
 #include <algorithm>
 #include <chrono>
 #include <cmath>
@@ -12,7 +12,8 @@
 
 using zelvo::capi::guarded;
 using zelvo::capi::setText;
-using Options = zelvo::linux_platform::LinuxPlatformOptions;
+using zelvo::portable::ReachabilityChoice;
+using Options = zelvo::portable::HostPlatformOptions;
 
 extern "C" {
 
@@ -45,10 +46,10 @@ zelvo_error zelvo_options_set_reachability(zelvo_options* options, zelvo_reachab
   if (!options) return ZELVO_ERROR_NULL_ARGUMENT;
   switch (zelvo::capi::fromC(choice)) {
     case ZELVO_REACHABILITY_SYSTEM:
-      options->options.reachability = zelvo::linux_platform::ReachabilityChoice::kSystem;
+      options->options.reachability = ReachabilityChoice::kSystem;
       return ZELVO_OK;
     case ZELVO_REACHABILITY_ALWAYS:
-      options->options.reachability = zelvo::linux_platform::ReachabilityChoice::kAlwaysReachable;
+      options->options.reachability = ReachabilityChoice::kAlwaysReachable;
       return ZELVO_OK;
   }
   return ZELVO_ERROR_INVALID_ARGUMENT;
@@ -107,13 +108,14 @@ zelvo_error zelvo_platform_new(const zelvo_options* options, zelvo_platform** ou
     if (options->httpHandler) {
       platformOptions.httpClient =
           std::make_shared<zelvo::capi::HandlerHttpClient>(options->httpHandler, options->httpHandlerData);
-      // The host's transport knows its way out; asking the kernel's routes would take the
-      // library's own sockets (rtnetlink, a UDP probe), which a handler promises not to open.
-      if (platformOptions.reachability == zelvo::linux_platform::ReachabilityChoice::kSystem) {
-        platformOptions.reachability = zelvo::linux_platform::ReachabilityChoice::kAlwaysReachable;
+      // The host's transport knows its way out; asking the system's view of the network would
+      // take sockets of the library's own (on Linux rtnetlink and a UDP probe), which a
+      // handler promises not to open.
+      if (platformOptions.reachability == ReachabilityChoice::kSystem) {
+        platformOptions.reachability = ReachabilityChoice::kAlwaysReachable;
       }
     }
-    auto platform = std::make_shared<zelvo::linux_platform::LinuxPlatform>(std::move(platformOptions));
+    auto platform = zelvo::makeHostPlatform(std::move(platformOptions));
     // The platform has logged why; a host would otherwise get one that never sends anything.
     if (platform->configurationError()) return ZELVO_ERROR_BAD_OPTIONS;
     *out = new zelvo_platform{std::move(platform)};

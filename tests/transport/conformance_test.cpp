@@ -15,7 +15,8 @@
 #include "integration/temp_directory.h"
 #include "zelvo/constants.h"
 #include "zelvo/gtk/soup_http_client.h"
-#include "zelvo/linux/linux_platform.h"
+#include "zelvo/linux/curl_http_client.h"
+#include "zelvo/portable/host_platform.h"
 #include "zelvo/qt/qt_http_client.h"
 
 namespace zelvo::transport {
@@ -161,16 +162,16 @@ std::string outcomeOf(const Client& client, const Row& row) {
 
   const std::string caFile = row.twist == Twist::kStrangerCa ? stranger.caFile() : server.caFile();
   const Limit limit = std::chrono::seconds(row.ask == Ask::kPings && !row.script.empty() && row.script[0].hang ? 1 : 5);
-  linux_platform::LinuxPlatformOptions options;
+  portable::HostPlatformOptions options;
   const int port = row.twist == Twist::kRefusedPort ? LocalHttpsServer().port() : server.port();
   options.endpoint = "https://localhost:" + std::to_string(port);
   options.storePath = directory.file("store.sqlite");
-  options.reachability = linux_platform::ReachabilityChoice::kAlwaysReachable;
+  options.reachability = portable::ReachabilityChoice::kAlwaysReachable;
   options.caFile = caFile;
   options.requestTimeout = limit;
   options.proxy = "";  // whatever the environment running the tests says
   options.httpClient = client.make(caFile, limit);
-  auto platform = std::make_shared<linux_platform::LinuxPlatform>(std::move(options));
+  std::shared_ptr<Platform> platform = makeHostPlatform(std::move(options));
   HttpClient& http = platform->httpClient();
 
   std::string outcome;

@@ -44,7 +44,7 @@ using HttpResult = std::variant<HttpResponse, HttpError>;
 using HttpCompletion = std::function<void(const HttpResult&)>;
 
 // How the library's requests leave the process. The Linux platform brings one on curl; the Qt
-// and GTK integrations bring theirs; a host may bring its own (LinuxPlatformOptions::httpClient)
+// and GTK integrations bring theirs; a host may bring its own (HostPlatformOptions::httpClient)
 // to send through the stack, proxies and certificate pinning it already uses.
 //
 // What a client must do, and what stays the library's:
