@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <future>
@@ -172,7 +171,7 @@ std::size_t threadCount() {
 TEST_F(EndToEndTest, AddsTwoThreadsAtMostAndJoinsThemAll) {
   // A user-mode emulator (the aarch64 preset's QEMU) runs threads of its own in the process, which
   // come and go on its schedule, and /proc/self/task lists them with the program's.
-  if (const char* emulator = std::getenv("ZELVO_TEST_EMULATOR"); emulator != nullptr && *emulator != '\0')
+  if (const std::string emulator = testEmulator(); !emulator.empty())
     GTEST_SKIP() << "under " << emulator << ", /proc/self/task counts the emulator's own threads too";
   const std::size_t before = threadCount();
   {
