@@ -1,8 +1,10 @@
 #!/usr/bin/env bash
 # Installs the Debian packages the build, the tests and the demo need, and only those missing.
 # With the argument "fuzz", also the compiler of the fuzz preset (clang with libFuzzer); with
-# "package", also Doxygen for the API reference and `file`, which cpack needs to find the
-# libraries of the Debian packages (scripts/package-check.sh).
+# "package", also Doxygen for the API reference, `file`, which cpack needs to find the
+# libraries of the Debian packages, help2man for the tools' manual pages, and the package
+# check's checkers: lintian, hardening-check (devscripts) and abidw/abidiff (abigail-tools)
+# (scripts/package-check.sh).
 set -euo pipefail
 packages=(
   build-essential cmake ninja-build pkg-config git ca-certificates openssl
@@ -11,7 +13,7 @@ packages=(
   libgtk-4-dev xvfb xauth xdotool qt6-base-dev
 )
 [ "${1:-}" = fuzz ] && packages+=(clang libclang-rt-dev)
-[ "${1:-}" = package ] && packages+=(doxygen file)
+[ "${1:-}" = package ] && packages+=(doxygen file help2man lintian devscripts abigail-tools)
 missing=()
 for p in "${packages[@]}"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q 'install ok installed' || missing+=("$p")
