@@ -112,8 +112,16 @@ for deb in "$build"/packages/*.deb; do dpkg-deb -x "$deb" "$work/unpacked"; done
 # Every ELF file but the static testing library, whose objects are checked inside the programs.
 elves=$(find "$work/unpacked" -type f ! -name '*.a' -exec sh -c 'readelf -h "$1" >/dev/null 2>&1' _ {} \; -print)
 [ -n "$elves" ] || { echo "no binaries in the packages"; exit 1; }
-# shellcheck disable=SC2086  # one path a word
-hardening-check $elves
+for elf in $elves; do
+  case $elf in
+    # hardening-check counts fortified calls by the __*_chk functions a binary imports. The
+    # toolkit integrations' only call that _FORTIFY_SOURCE covers is memcpy with a size known
+    # only at run time (inside std::string and std::vector), which it cannot check, so none
+    # is found; everything else is required of them.
+    */libzelvo-gtk.so.* | */libzelvo-qt.so.*) hardening-check --nofortify "$elf" ;;
+    *) hardening-check "$elf" ;;
+  esac
+done
 
 step "benchmarks, once each (smoke run)"
 for bench in "$build"/bench/*_benchmark; do
