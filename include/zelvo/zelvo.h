@@ -7,7 +7,8 @@
  *
  * Stability: from version 1.0 on this API only grows. Functions, enumerators and handle types
  * are added, never changed nor removed, and enumerators keep their values, so a program built
- * against an older header runs against a newer libzelvo.so.1.
+ * against an older header runs against a newer libzelvo.so.1. The package check compares the
+ * library's ABI with the one recorded in abi/ and fails on anything removed or changed.
  *
  * Conventions:
  *  - Every handle is opaque and made by a zelvo_..._new (or zelvo_tracker_shared) call; each
