@@ -14,8 +14,9 @@ inline constexpr const char* kUsage =
     "in virtual time on the testing platform, and prints every request the library starts as a\n"
     "line of JSON: the same output for the same file.\n"
     "\n"
-    "  --events   print the library's notifications and log lines too, in the order they happen\n"
-    "  -h, --help print this text\n"
+    "  --events    also print the library's notifications and log lines, in the order\n"
+    "              they happen\n"
+    "  -h, --help  print this text\n"
     "\n"
     "Exit status: 0 when the scenario ran, 1 when it could not be read or the output not\n"
     "written, 2 for bad arguments or a malformed scenario (nothing ran).\n";
