@@ -168,7 +168,9 @@ TEST(LineWriterTest, NeverWaitsOnItsDestinationAndCountsWhatItLoses) {
     LineWriter writer(fd, "the test's destination", 16 * 1024);
     std::size_t refused = 0;
     for (std::size_t i = 0; i < kLines; ++i) refused += writer.write(std::string(99, 'x')) ? 0 : 1;
-    if (fd == unread[1]) EXPECT_GT(refused, kLines / 2) << "the queue holds 16 KiB";
+    if (fd == unread[1]) {
+      EXPECT_GT(refused, kLines / 2) << "the queue holds 16 KiB";
+    }
     EXPECT_EQ(writer.close(), kLines) << fd;
     EXPECT_FALSE(writer.write("after the close"));
   }

@@ -29,10 +29,12 @@ namespace ssl = net::ssl;
 using tcp = net::ip::tcp;
 
 // After an answer that closes a connection early (a head too large), what the client still
-// sends is read and dropped for a while: closing on unread bytes would reset the connection,
-// and the client would lose the answer.
-constexpr std::size_t kDrainBytes = 2 * 1024 * 1024;
-constexpr auto kDrainTime = std::chrono::seconds(2);
+// sends is read and dropped (a lingering close): closing on unread bytes would reset the
+// connection, and the client would lose the answer. While the client keeps sending, up to a
+// bound in bytes and in time.
+constexpr std::size_t kDrainBytes = 4 * 1024 * 1024;
+constexpr auto kDrainIdle = std::chrono::seconds(1);
+constexpr auto kDrainTime = std::chrono::seconds(5);
 constexpr auto kCloseTime = std::chrono::seconds(1);
 constexpr auto kStopGrace = std::chrono::seconds(1);
 // The request line's words and blanks around the target.
@@ -198,7 +200,8 @@ class Session : public std::enable_shared_from_this<Session> {
     setHead(*response_, reply, keepAlive);
     response_->body() = std::move(reply.body);
     response_->prepare_payload();
-    if (drainAfter) socket().expires_after(kDrainTime);
+    if (drainAfter) drainEnd_ = std::chrono::steady_clock::now() + kDrainTime;
+    if (drainAfter) socket().expires_after(kDrainIdle);
     http::async_write(stream_, *response_,
                       [self = shared_from_this(), keepAlive, drainAfter](beast::error_code error, std::size_t) {
                         self->response_.reset();
@@ -242,7 +245,9 @@ class Session : public std::enable_shared_from_this<Session> {
   }
 
   void drain(std::size_t dropped) {
-    if (dropped >= kDrainBytes) return close();
+    const auto now = std::chrono::steady_clock::now();
+    if (dropped >= kDrainBytes || now >= drainEnd_) return close();
+    socket().expires_after(std::min<std::chrono::steady_clock::duration>(kDrainIdle, drainEnd_ - now));
     stream_.async_read_some(net::buffer(scratch_),
                             [self = shared_from_this(), dropped](beast::error_code error, std::size_t read) {
                               if (error) return self->close();
@@ -273,6 +278,7 @@ class Session : public std::enable_shared_from_this<Session> {
   std::string piece_;
   std::array<char, 16 * 1024> scratch_{};
   bool idle_ = false;
+  std::chrono::steady_clock::time_point drainEnd_;
   std::list<std::weak_ptr<Session>>::iterator registration_;
 };
 
