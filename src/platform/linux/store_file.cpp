@@ -315,6 +315,7 @@ namespace {
 // commits it; rolls back on failure.
 template <typename Work>
 std::optional<Failure> inTransaction(sqlite3* db, Work work) {
+  if (db == nullptr) return Failure{SQLITE_CANTOPEN, "the file could not be opened again"};
   std::optional<Failure> failure = exec(db, "BEGIN IMMEDIATE");
   if (!failure) failure = work();
   if (!failure) failure = exec(db, "COMMIT");

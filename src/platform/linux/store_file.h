@@ -51,7 +51,7 @@ class StoreFile {
   // Whether the file at the path is still the one open (neither deleted nor replaced).
   bool stillAtPath() const;
   // Closes the file and opens the one at the path now, creating it; the error text when that
-  // fails, keeping the old one.
+  // fails, and then no file is open (writes fail) until a later reopen succeeds.
   std::optional<std::string> reopen(LogSink& log);
 
  private:
