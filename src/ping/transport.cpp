@@ -72,7 +72,12 @@ void ZVPing::sendPing(PingParameters params, std::string userAgent, int numRetry
   request.headers.emplace_back("User-Agent", userAgent);
   request.timeoutSeconds = kPingTimeoutSeconds;
   request.ignoreCaches = true;
-  platform_->httpClient().startGet(std::move(request), [weak = weak_from_this(), status = status_](const HttpResult& result) {
+  platform_->httpClient().startGet(std::move(request), [weak = weak_from_this(), weakStatus = std::weak_ptr(status_)](
+                                                           const HttpResult& result) {
+    // The tracker keeps the status (and with it its loop alive for the callback); once the
+    // tracker is gone, nobody reads the counts.
+    const std::shared_ptr<PingStatus> status = weakStatus.lock();
+    if (!status) return;
     status->endAttempt();
     std::shared_ptr<ZVPing> self = weak.lock();
     if (!self) return status->record(orphanOutcome(result));

@@ -249,13 +249,16 @@ void SqliteStore::Impl::flush(std::unique_lock<std::mutex>& lock) {
   const uint64_t attempt = ++attemptsStarted;
   syncRequested = false;
   flushAt.reset();
+  const bool failingAlready = failing;
 
   lock.unlock();
   std::optional<std::string> error;
   if (!file->stillAtPath()) {
     // Deleted or replaced under us: commits into the old file would reach no one.
-    log.write(LogSeverity::kWarning, "[ZV]: The store file " + path +
-              " was deleted or replaced while in use; saving every value to a new one");
+    if (!failingAlready) {
+      log.write(LogSeverity::kWarning, "[ZV]: The store file " + path +
+                " was deleted or replaced while in use; saving every value to a new one");
+    }
     error = file->reopen(log);
     if (!error) {
       lock.lock();
