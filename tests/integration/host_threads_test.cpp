@@ -65,26 +65,23 @@ TEST(HostThreads, ManyThreadsCallTheTrackerAtOnceAndEveryPingIsWellFormed) {
   // Each new view pings at once. A ping that fails or times out (a loaded machine) is never
   // sent again, so the test waits for every attempt's outcome rather than for every ping.
   constexpr uint64_t kViews = kThreads * kViewsPerThread;
-  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
-  while ((tracker->pingStatus().pingsAttempted < kViews || ended < tracker->pingStatus().pingsAttempted) &&
-         std::chrono::steady_clock::now() < deadline) {
+  const auto settled = [&] {
+    const ZVStatus now = tracker->pingStatus();
+    return now.pingsAttempted + now.skippedBusy >= kViews && ended == now.pingsAttempted;
+  };
+  for (const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+       !settled() && std::chrono::steady_clock::now() < end;) {
     std::this_thread::sleep_for(std::chrono::milliseconds(10));
   }
   const ZVStatus status = tracker->pingStatus();
-  const uint64_t failed = status.failedOverCapacity + status.failedRejected + status.failedConnection +
-                          status.failedTls + status.failedTimeout + status.failedOther;
   const std::string counts = std::to_string(status.pingsAttempted) + " attempted, " +
-                             std::to_string(status.pingsDelivered) + " delivered, " + std::to_string(status.pingsResent) +
-                             " resent, " + std::to_string(failed) + " failed (" + std::to_string(status.failedTimeout) +
-                             " timed out, " + std::to_string(status.failedConnection) + " no connection), " +
-                             std::to_string(status.skippedOffline + status.skippedLockedOut + status.skippedBusy) +
-                             " skipped; last error: " + status.lastError;
-  ASSERT_GE(status.pingsAttempted + status.skippedBusy, kViews) << counts;
-  ASSERT_EQ(ended.load(), status.pingsAttempted) << counts;
-  EXPECT_EQ(status.pingsDelivered + status.pingsResent + failed, status.pingsAttempted) << counts;
+                             std::to_string(status.pingsDelivered) + " delivered, " + std::to_string(status.failedTimeout) +
+                             " timed out, " + std::to_string(status.failedConnection) + " without a connection, " +
+                             std::to_string(status.skippedBusy) + " skipped busy; last error: " + status.lastError;
+  ASSERT_TRUE(settled()) << counts;
+  // The server answers 200 to all: only a loaded machine's failures may take some.
+  EXPECT_EQ(status.pingsDelivered + status.failedTimeout + status.failedConnection, status.pingsAttempted) << counts;
   EXPECT_GT(status.pingsDelivered, 0u) << counts;
-  EXPECT_EQ(failed, status.failedTimeout + status.failedConnection) << "only a loaded machine's failures; " << counts;
-  // What arrived is whole: every delivered ping, and maybe some whose answer came too late.
   EXPECT_GE(server.requests().size(), status.pingsDelivered) << counts;
   for (const RecordedRequest& request : server.requests()) {
     EXPECT_EQ(request.path, "/ping");
