@@ -232,15 +232,16 @@ class RawServer {
     if (!tls) {
       const ssize_t got = recv(connection, buffer, sizeof buffer, 0);
       if (got > 0) head.assign(buffer, static_cast<size_t>(got));
+      record(head);
       send(connection, behaviour.reply.data(), behaviour.reply.size(), MSG_NOSIGNAL);
     } else if (SSL_set_fd(tls, connection) == 1 && SSL_accept(tls) == 1) {
       for (int got; head.find("\r\n\r\n") == std::string::npos && (got = SSL_read(tls, buffer, sizeof buffer)) > 0;) {
         head.append(buffer, static_cast<size_t>(got));
       }
+      record(head);
       if (!behaviour.reply.empty()) SSL_write(tls, behaviour.reply.data(), static_cast<int>(behaviour.reply.size()));
     }
     std::unique_lock lock(mutex_);
-    received_ += head;
     if (behaviour.resetWhenAsked) {
       changed_.wait_for(lock, kWaitLimit, [this] { return resetAsked_; });
       const linger reset{1, 0};
@@ -250,6 +251,13 @@ class RawServer {
     SSL_free(tls);
     firstReset_ = firstReset_ || behaviour.resetWhenAsked;
     changed_.notify_all();
+  }
+
+  // Before the reply goes out: a client may hold its answer (and the test count what was read)
+  // while a long reply is still being written.
+  void record(const std::string& head) {
+    std::lock_guard lock(mutex_);
+    received_ += head;
   }
 
   KeyAndCertificate identity_;
