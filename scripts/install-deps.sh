@@ -1,8 +1,10 @@
 #!/usr/bin/env bash
 # Installs the Debian packages the build, the tests and the demo need, and only those missing.
 # With the argument "fuzz", also the compiler of the fuzz preset (clang with libFuzzer); with
-# "package", also Doxygen for the API reference and `file`, which cpack needs to find the
-# libraries of the Debian packages (scripts/package-check.sh); with "cross", see below.
+# "package", also Doxygen for the API reference, `file`, which cpack needs to find the
+# libraries of the Debian packages, help2man for the tools' manual pages, and the package
+# check's checkers: lintian, hardening-check (devscripts) and abidw/abidiff (abigail-tools)
+# (scripts/package-check.sh); with "cross", see below.
 set -euo pipefail
 packages=(
   build-essential cmake ninja-build pkg-config git ca-certificates openssl
@@ -12,7 +14,7 @@ packages=(
   libsoup-3.0-dev glib-networking tinyproxy microsocks strace
 )
 [ "${1:-}" = fuzz ] && packages+=(clang libclang-rt-dev)
-[ "${1:-}" = package ] && packages+=(doxygen file)
+[ "${1:-}" = package ] && packages+=(doxygen file help2man lintian devscripts abigail-tools)
 # "cross": the aarch64 preset's cross compiler, the target's libraries as :arm64 multiarch
 # packages (nlohmann/json's headers are shared), QEMU's user-mode emulator to run its tests, and
 # ccache for scripts/aarch64-check.sh.
