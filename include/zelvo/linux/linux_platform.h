@@ -84,7 +84,7 @@ class ZELVO_EXPORT LinuxPlatform : public portable::HostPlatform {
   ThreadExecutor executor_;
   std::shared_ptr<IoThread> io_;
   std::unique_ptr<SqliteStore> store_;
-  std::shared_ptr<HttpClient> http_;
+  std::unique_ptr<HttpClient> http_;
   std::shared_ptr<ReachabilitySource> reachability_;
   std::optional<std::string> configurationError_;
 };

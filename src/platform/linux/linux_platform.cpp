@@ -23,7 +23,7 @@ LinuxPlatform::LinuxPlatform(Options options)
   }
   store_ = std::make_unique<SqliteStore>(*log_, storePath, options.storeWriteDelay, io_);
   if (options.httpClient) {
-    auto host = std::make_shared<HostHttpClient>(std::move(options.httpClient), options.endpoint);
+    auto host = std::make_unique<HostHttpClient>(std::move(options.httpClient), options.endpoint);
     configurationError_ = host->configurationError();
     if (configurationError_) log_->write(LogSeverity::kError, "[ZV]:HTTP client sends nothing: " + *configurationError_);
     http_ = std::move(host);
@@ -36,7 +36,7 @@ LinuxPlatform::LinuxPlatform(Options options)
     http.requestTimeout = options.requestTimeout;
     http.connectTimeout = options.connectTimeout;
     http.log = log_.get();
-    auto curl = std::make_shared<CurlHttpClient>(std::move(http), io_);
+    auto curl = std::make_unique<CurlHttpClient>(std::move(http), io_);
     configurationError_ = curl->configurationError();
     http_ = std::move(curl);
   }
