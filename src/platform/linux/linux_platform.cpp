@@ -11,6 +11,13 @@
 
 namespace zelvo::linux_platform {
 
+// Hosts built against 1.0 allocate LinuxPlatform themselves and read configurationError()
+// and hostScreen() inline at 1.0's offsets: its size is part of libzelvo.so.1 (the ABI gate
+// does not see a member that grows in place, as a shared_ptr in place of a unique_ptr would).
+#if defined(__x86_64__) && defined(__GLIBCXX__)
+static_assert(sizeof(LinuxPlatform) == 688, "LinuxPlatform must keep the size of libzelvo 1.0");
+#endif
+
 LinuxPlatform::LinuxPlatform(Options options)
     : log_(options.logSink ? std::move(options.logSink) : std::make_shared<StderrLogSink>()),
       runLoop_(options.mainRunLoop ? std::move(options.mainRunLoop) : std::make_shared<portable::ThreadRunLoop>()),
