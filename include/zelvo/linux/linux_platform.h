@@ -43,7 +43,9 @@ struct ZELVO_EXPORT LinuxPlatformOptions : portable::HostPlatformOptions {};
 class ZELVO_EXPORT LinuxPlatform : public portable::HostPlatform {
  public:
   using Options = LinuxPlatformOptions;
-  explicit LinuxPlatform(Options options = {});
+  // Takes the options of every OS (a LinuxPlatformOptions is one). The 1.0 constructor, whose
+  // options had no httpClient, is kept in the library for hosts built against 1.0.
+  explicit LinuxPlatform(portable::HostPlatformOptions options = {});
   ~LinuxPlatform() override;
   LinuxPlatform(const LinuxPlatform&) = delete;
   LinuxPlatform& operator=(const LinuxPlatform&) = delete;
@@ -68,7 +70,7 @@ class ZELVO_EXPORT LinuxPlatform : public portable::HostPlatform {
   LinuxDeviceInfo& linuxDeviceInfo() { return device_; }
 
  private:
-  void makeReachabilitySource(const Options& options);
+  void makeReachabilitySource(const portable::HostPlatformOptions& options);
 
   // Declared in the order of construction; destruction runs backwards, so the threads that
   // call into the other services (reachability, HTTP, store, executor, loop) stop first.

@@ -8,7 +8,7 @@ namespace zelvo {
 std::shared_ptr<Platform> makeDefaultPlatform() { return std::make_shared<linux_platform::LinuxPlatform>(); }
 
 std::shared_ptr<portable::HostPlatform> makeHostPlatform(portable::HostPlatformOptions options) {
-  return std::make_shared<linux_platform::LinuxPlatform>(linux_platform::LinuxPlatformOptions{std::move(options)});
+  return std::make_shared<linux_platform::LinuxPlatform>(std::move(options));
 }
 
 }  // namespace zelvo

@@ -18,7 +18,7 @@ namespace zelvo::linux_platform {
 static_assert(sizeof(LinuxPlatform) == 688, "LinuxPlatform must keep the size of libzelvo 1.0");
 #endif
 
-LinuxPlatform::LinuxPlatform(Options options)
+LinuxPlatform::LinuxPlatform(portable::HostPlatformOptions options)
     : log_(options.logSink ? std::move(options.logSink) : std::make_shared<StderrLogSink>()),
       runLoop_(options.mainRunLoop ? std::move(options.mainRunLoop) : std::make_shared<portable::ThreadRunLoop>()),
       io_(std::make_shared<IoThread>()) {
@@ -50,7 +50,7 @@ LinuxPlatform::LinuxPlatform(Options options)
   makeReachabilitySource(options);
 }
 
-void LinuxPlatform::makeReachabilitySource(const Options& options) {
+void LinuxPlatform::makeReachabilitySource(const portable::HostPlatformOptions& options) {
   ReachabilityChoice choice = options.reachability;
   if (choice == ReachabilityChoice::kHost && !options.reachabilitySource) {
     const std::string why = "reachability kHost was chosen without a reachabilitySource; using the system's";
