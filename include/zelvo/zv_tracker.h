@@ -150,8 +150,9 @@ class ZELVO_EXPORT ZVTracker : public std::enable_shared_from_this<ZVTracker> {
   void eraseStoredData();
 
   // How the pings fared since the tracker was made: counters by outcome, the lock-out's end,
-  // the last error in words. Needs no debug logging.
-  ZVStatus pingStatus() const;
+  // the last error in words. Needs no debug logging. (The tag gives it a symbol of its own:
+  // ZVStatus has grown since 1.0, whose pingStatus() the library keeps for hosts built then.)
+  [[gnu::abi_tag("zv2")]] ZVStatus pingStatus() const;
   // `callback` runs on the main thread once per ping outcome (each answer, each failure, each
   // ping skipped while offline or locked out); an empty one stops the calls.
   void setPingOutcomeCallback(ZVPingOutcomeCallback callback);
