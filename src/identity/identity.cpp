@@ -28,7 +28,7 @@ void Identity::restoreUserToken() {
       // Another process of the application may be starting on the same new store: the store
       // keeps one token, and both use it.
       if (stored) store->remove(kZVPersistenTokenKey);
-      const Value kept = store->setIfAbsent(kZVPersistenTokenKey, Value(minted));
+      const Value kept = setIfAbsent(*store, kZVPersistenTokenKey, Value(minted));
       if (const std::string* text = kept.asString()) userToken_ = *text;
       store->synchronize();
     }

@@ -5,7 +5,7 @@
 
 namespace zelvo {
 
-class CollectionGate::GatedStore : public KeyValueStore {
+class CollectionGate::GatedStore : public SharedKeyValueStore {
  public:
   GatedStore(KeyValueStore& store, std::shared_ptr<std::atomic<bool>> enabled)
       : store_(store), enabled_(std::move(enabled)) {}
@@ -18,7 +18,7 @@ class CollectionGate::GatedStore : public KeyValueStore {
   }
   bool synchronize() override { return store_.synchronize(); }
   Value setIfAbsent(const std::string& key, Value value) override {
-    if (enabled_->load()) return store_.setIfAbsent(key, std::move(value));
+    if (enabled_->load()) return zelvo::setIfAbsent(store_, key, std::move(value));
     return get(key).value_or(std::move(value));
   }
 

@@ -43,7 +43,7 @@ class IoThread;
 // opened: the store keeps its values in memory and logs why.
 //
 // Thread: every member is safe from any thread.
-class ZELVO_EXPORT SqliteStore : public KeyValueStore {
+class ZELVO_EXPORT SqliteStore : public SharedKeyValueStore {
  public:
   static constexpr std::chrono::milliseconds kDefaultWriteDelay = portable::kDefaultStoreWriteDelay;
 

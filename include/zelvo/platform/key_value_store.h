@@ -21,14 +21,19 @@ class ZELVO_EXPORT KeyValueStore {
   virtual void remove(const std::string& key) = 0;
   // Makes every earlier write durable before returning; false if that failed.
   virtual bool synchronize() = 0;
-  // Stores `value` unless the key holds one, and returns what the key holds afterwards. A
-  // store that several processes share decides in one step, so that two processes starting
-  // at once agree on one value; this default suits a store of one process.
-  virtual Value setIfAbsent(const std::string& key, Value value) {
-    if (std::optional<Value> held = get(key)) return *held;
-    set(key, value);
-    return value;
-  }
 };
+
+// A store that several processes share: setIfAbsent stores `value` unless the key holds one
+// and returns what the key holds afterwards, decided in one step, so that two processes
+// starting at once agree on one value. (An interface of its own rather than a member of
+// KeyValueStore, whose stores built against 1.0 have no such entry.)
+class ZELVO_EXPORT SharedKeyValueStore : public KeyValueStore {
+ public:
+  virtual Value setIfAbsent(const std::string& key, Value value) = 0;
+};
+
+// SharedKeyValueStore::setIfAbsent for any store: in one step where the store is shared, by
+// get() and set() otherwise (which suits a store of one process).
+ZELVO_EXPORT Value setIfAbsent(KeyValueStore& store, const std::string& key, Value value);
 
 }  // namespace zelvo

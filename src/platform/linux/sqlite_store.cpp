@@ -10,6 +10,7 @@
 #include <utility>
 #include <vector>
 
+#include "common/set_if_absent.h"
 #include "platform/linux/io_thread.h"
 #include "platform/linux/store_file.h"
 
@@ -169,9 +170,9 @@ bool SqliteStore::synchronize() {
 }
 
 Value SqliteStore::setIfAbsent(const std::string& key, Value value) {
-  if (!impl_->file || get(key)) return KeyValueStore::setIfAbsent(key, std::move(value));
+  if (!impl_->file || get(key)) return setIfAbsentInOneProcess(*this, key, std::move(value));
   std::optional<std::string> text = value.toTypedJson();
-  if (!text) return KeyValueStore::setIfAbsent(key, std::move(value));  // set() says why not
+  if (!text) return setIfAbsentInOneProcess(*this, key, std::move(value));  // set() says why not
   // Decided by the file in one transaction on the I/O thread, after the writes before it.
   auto decided = std::make_shared<std::optional<Value>>();
   const bool ran = impl_->io->runAndWait(
@@ -197,7 +198,7 @@ Value SqliteStore::setIfAbsent(const std::string& key, Value value) {
       },
       kFinishLimit);
   if (ran && *decided) return **decided;
-  return KeyValueStore::setIfAbsent(key, std::move(value));
+  return setIfAbsentInOneProcess(*this, key, std::move(value));
 }
 
 bool SqliteStore::isPersistent() const { return impl_->file != nullptr; }
