@@ -5,15 +5,14 @@
 
 namespace zelvo {
 
-std::string Identity::generateUUID() { return zelvo::generateUUID(platform_.uuidSource(), &gate_); }
-std::string Identity::generateUserToken() { return zelvo::generateUserToken(platform_.uuidSource(), &gate_); }
-std::string Identity::generateSessionToken() { return zelvo::generateSessionToken(platform_.uuidSource(), &gate_); }
-std::string Identity::createSessionToken() { return zelvo::createSessionToken(platform_.uuidSource(), &gate_); }
+std::string Identity::generateUUID() { return zelvo::generateUUID(uuids_, &gate_); }
+std::string Identity::generateUserToken() { return zelvo::generateUserToken(uuids_, &gate_); }
+std::string Identity::generateSessionToken() { return zelvo::generateSessionToken(uuids_, &gate_); }
+std::string Identity::createSessionToken() { return zelvo::createSessionToken(uuids_, &gate_); }
 
 void Identity::restoreUserToken() {
-  KeyValueStore* store = platform_.store();
-  if (store) {
-    std::optional<Value> stored = store->get(kZVPersistenTokenKey);
+  if (store_) {
+    std::optional<Value> stored = store_->get(kZVPersistenTokenKey);
     if (stored && stored->asString()) {
       userToken_ = *stored->asString();
     } else {
@@ -24,10 +23,17 @@ void Identity::restoreUserToken() {
   if (!userToken_) {
     userToken_ = generateUserToken();
     gate_.standard([&] { return "[ZV]:Created userToken: " + *userToken_; });
-    if (store) {
-      store->set(kZVPersistenTokenKey, Value(*userToken_));
-      store->synchronize();
+    if (store_) {
+      store_->set(kZVPersistenTokenKey, Value(*userToken_));
+      store_->synchronize();
     }
+  }
+}
+
+void Identity::erase() {
+  if (!store_) return;
+  for (const char* key : {kZVPersistenTokenKey, kZVUserVisitTrackingKey, kZVUserFirstVisitTrackingKey, kZVAppOpenDatesKey}) {
+    store_->remove(key);
   }
 }
 

@@ -13,10 +13,10 @@ ZVTracker::Internal::Internal(ZVTracker& owner, std::shared_ptr<Platform> p)
       collection(std::make_shared<CollectionGate>(std::move(p))),
       platform(collection),
       gate(std::make_shared<LogGate>(platform->logSink())), schedule(platform->mainRunLoop(), [this] { dwellTick(); }),
-      engagement(*platform, monitor),
+      engagement(platform->store()),
       measurement(platform->screen()),
-      identity(*platform, *gate),
-      siteVisit(*platform, *gate),
+      identity(platform->store(), platform->clock(), platform->calendar(), platform->uuidSource(), *gate),
+      siteVisit(platform->store(), platform->clock(), platform->uuidSource(), *gate),
       pingStatus(std::make_shared<PingStatus>(platform->mainRunLoop())),
       ping(std::make_shared<ZVPing>(platform, gate, pingStatus)) {}
 
