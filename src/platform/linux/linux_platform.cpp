@@ -58,7 +58,7 @@ void LinuxPlatform::makeReachabilitySource(const Options& options) {
       reachability_ = std::make_shared<AlwaysReachableSource>();
       break;
     case ReachabilityChoice::kSystem:
-      reachability_ = std::make_shared<NetlinkReachabilitySource>(*runLoop_, *log_, io_);
+      reachability_ = std::make_shared<NetlinkReachabilitySource>(*runLoop_, *log_, io_, executor_);
       break;
   }
 }
