@@ -46,12 +46,16 @@ void ReachabilityWatch::startResolution(const std::shared_ptr<TargetState>& stat
     state->resolving = true;
   }
   // getaddrinfo can take as long as the resolver's timeouts: blocking work, so it goes to the
-  // background executor. Handed over under mutex_, so that once close() returns the executor
-  // is never asked again and may go away.
+  // background executor.
   bool handed = false;
   {
-    std::lock_guard lock(mutex_);
-    if (!closed_) {
+    std::lock_guard resolverLock(resolverMutex_);
+    bool closed = false;
+    {
+      std::lock_guard lock(mutex_);
+      closed = closed_;
+    }
+    if (!closed) {
       resolver_.execute([self = shared_from_this(), state] {
         std::vector<IpAddress> addresses = resolveHostName(state->hostName);
         {
@@ -139,6 +143,7 @@ void ReachabilityWatch::announce(const std::shared_ptr<TargetState>& state) {
 }
 
 void ReachabilityWatch::close() {
+  std::lock_guard resolverLock(resolverMutex_);
   std::lock_guard lock(mutex_);
   closed_ = true;
   scheduled_.clear();
