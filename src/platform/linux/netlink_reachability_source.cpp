@@ -15,7 +15,7 @@
 #include "platform/linux/netlink_target.h"
 #include "platform/linux/reachability_watch.h"
 #include "platform/linux/route_probe.h"
-#include "zelvo/linux/thread_executor.h"
+#include "zelvo/portable/thread_executor.h"
 
 namespace zelvo::linux_platform {
 
@@ -63,7 +63,7 @@ struct NetlinkReachabilitySource::Impl : IoThread::Source {
   // Without `resolver` the source resolves host names on an executor of its own.
   Impl(RunLoop& mainLoop, LogSink& log, int netlinkSocket, Executor* resolver)
       : log(log),
-        ownResolver(resolver ? nullptr : std::make_unique<ThreadExecutor>()),
+        ownResolver(resolver ? nullptr : std::make_unique<portable::ThreadExecutor>()),
         watch(std::make_shared<ReachabilityWatch>(mainLoop, resolver ? *resolver : *ownResolver,
                                                   netlinkSocket >= 0 ? makeNetlinkRouteProbe() : makeUdpRouteProbe())),
         netlinkSocket(netlinkSocket) {}
@@ -97,7 +97,7 @@ struct NetlinkReachabilitySource::Impl : IoThread::Source {
   }
 
   LogSink& log;
-  const std::unique_ptr<ThreadExecutor> ownResolver;
+  const std::unique_ptr<portable::ThreadExecutor> ownResolver;
   const std::shared_ptr<ReachabilityWatch> watch;
   int netlinkSocket;  // I/O thread only once registered
   IoThread::Clock::time_point nextReading = IoThread::Clock::now() + kFallbackRecheck;
