@@ -30,8 +30,8 @@ namespace zelvo {
 //
 // Locks: `monitor` is the tracker's re-entrant lock. The heartbeat holds it while it counts
 // and pings, and trackView() and the stop take it around what they change; the components
-// take no lock of their own. It is never held while waiting for the main thread. The class-wide lock of sharedTracker() is taken before it, never
-// after.
+// take no lock of their own. It is never held while waiting for the main thread. The
+// class-wide lock of sharedTracker() is taken before it, never after.
 struct ZVTracker::Internal {
   Internal(ZVTracker& owner, std::shared_ptr<Platform> platform);
 
