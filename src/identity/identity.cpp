@@ -11,8 +11,8 @@ std::string Identity::generateSessionToken() { return zelvo::generateSessionToke
 std::string Identity::createSessionToken() { return zelvo::createSessionToken(uuids_, &gate_); }
 
 void Identity::restoreUserToken() {
+  std::optional<Value> stored = store_ ? store_->get(kZVPersistenTokenKey) : std::nullopt;
   if (store_) {
-    std::optional<Value> stored = store_->get(kZVPersistenTokenKey);
     if (stored && stored->asString()) {
       userToken_ = *stored->asString();
     } else {
@@ -21,12 +21,17 @@ void Identity::restoreUserToken() {
     }
   }
   if (!userToken_) {
-    userToken_ = generateUserToken();
-    gate_.standard([&] { return "[ZV]:Created userToken: " + *userToken_; });
+    const std::string minted = generateUserToken();
+    userToken_ = minted;
     if (store_) {
-      store_->set(kZVPersistenTokenKey, Value(*userToken_));
+      // Another process of the application may be starting on the same new store: the store
+      // keeps one token, and both use it.
+      if (stored) store_->remove(kZVPersistenTokenKey);
+      const Value kept = store_->setIfAbsent(kZVPersistenTokenKey, Value(minted));
+      if (const std::string* text = kept.asString()) userToken_ = *text;
       store_->synchronize();
     }
+    if (*userToken_ == minted) gate_.standard([&] { return "[ZV]:Created userToken: " + *userToken_; });
   }
 }
 

@@ -1,5 +1,6 @@
 #include <cstring>
 
+#include "common/value_bound.h"
 #include "engagement/capture_events.h"
 #include "tracker/main_thread.h"
 #include "tracker/tracker_internal.h"
@@ -135,7 +136,10 @@ void ZVTracker::setAppReferrer(std::optional<std::string> referrer) {
   internal_->set(&PageProperties::appReferrer, std::move(referrer));
 }
 void ZVTracker::setLocation(std::optional<Location> location) { internal_->set(&PageProperties::location, location); }
-void ZVTracker::setIdSync(std::optional<Value> idSync) { internal_->set(&PageProperties::idSync, std::move(idSync)); }
+void ZVTracker::setIdSync(std::optional<Value> idSync) {
+  if (!acceptHostValue(idSync, internal_->platform->logSink(), "setIdSync")) return;
+  internal_->set(&PageProperties::idSync, std::move(idSync));
+}
 void ZVTracker::setAppid(std::optional<std::string> appid) { internal_->set(&PageProperties::appid, std::move(appid)); }
 void ZVTracker::setSuffix(std::optional<std::string> suffix) { internal_->set(&PageProperties::suffix, std::move(suffix)); }
 void ZVTracker::setViewId(std::optional<std::string> viewId) { internal_->set(&PageProperties::viewId, std::move(viewId)); }
@@ -144,6 +148,7 @@ void ZVTracker::setUserAgent(std::optional<std::string> userAgent) {
   internal_->set(&PageProperties::userAgent, std::move(userAgent));
 }
 void ZVTracker::setExtraParams(std::optional<Value> extraParams) {
+  if (!acceptHostValue(extraParams, internal_->platform->logSink(), "setExtraParams")) return;
   internal_->set(&PageProperties::extraParams, std::move(extraParams));
 }
 void ZVTracker::setView(std::shared_ptr<View> view) { internal_->set(&Internal::view, std::move(view)); }
