@@ -12,14 +12,14 @@ packages=(
   libgtest-dev libgmock-dev libbenchmark-dev libmnl-dev libboost-dev chromium iproute2 util-linux locales tzdata libglib2.0-dev
   libgtk-4-dev xvfb xauth xdotool qt6-base-dev
   libsoup-3.0-dev glib-networking tinyproxy microsocks strace
+  ccache  # CI's compiler cache (.ci/run); a build without it is unchanged
 )
 [ "${1:-}" = fuzz ] && packages+=(clang libclang-rt-dev)
 [ "${1:-}" = package ] && packages+=(doxygen file help2man lintian devscripts abigail-tools)
 # "cross": the aarch64 preset's cross compiler, the target's libraries as :arm64 multiarch
-# packages (nlohmann/json's headers are shared), QEMU's user-mode emulator to run its tests, and
-# ccache for scripts/aarch64-check.sh.
+# packages (nlohmann/json's headers are shared) and QEMU's user-mode emulator to run its tests.
 if [ "${1:-}" = cross ]; then
-  packages+=(crossbuild-essential-arm64 qemu-user-static ccache libcurl4-openssl-dev:arm64 libsqlite3-dev:arm64
+  packages+=(crossbuild-essential-arm64 qemu-user-static libcurl4-openssl-dev:arm64 libsqlite3-dev:arm64
     libmnl-dev:arm64 libssl-dev:arm64 libgtest-dev:arm64 libgmock-dev:arm64 libbenchmark-dev:arm64
     libcpp-httplib-dev:arm64)
   if ! dpkg --print-foreign-architectures | grep -qx arm64; then

@@ -74,7 +74,7 @@ void LinuxPlatform::makeReachabilitySource(const portable::HostPlatformOptions& 
       reachability_ = std::make_shared<portable::AlwaysReachableSource>();
       break;
     case ReachabilityChoice::kSystem:
-      reachability_ = std::make_shared<NetlinkReachabilitySource>(*runLoop_, *log_, io_);
+      reachability_ = std::make_shared<NetlinkReachabilitySource>(*runLoop_, *log_, io_, executor_);
       break;
   }
 }
