@@ -8,7 +8,8 @@ set(arguments)
 if(wants_events)
   set(arguments --events)
 endif()
-execute_process(COMMAND ${SIM} ${arguments} ${SCENARIO}
+# EMULATOR: what runs a cross-compiled zelvo-sim (Wine for the windows preset), or nothing.
+execute_process(COMMAND ${EMULATOR} ${SIM} ${arguments} ${SCENARIO}
   OUTPUT_VARIABLE actual ERROR_VARIABLE errors RESULT_VARIABLE status)
 if(NOT status EQUAL 0)
   message(FATAL_ERROR "zelvo-sim exited with ${status}: ${errors}")
