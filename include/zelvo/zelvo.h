@@ -61,7 +61,7 @@ ZELVO_EXPORT const char* zelvo_error_text(zelvo_error error);
 /** The version of the library loaded, "MAJOR.MINOR.PATCH"; static text. */
 ZELVO_EXPORT const char* zelvo_version(void);
 
-/* ---- Platform: the Linux services the tracker runs on ----------------------------------- */
+/* ---- Platform: the operating system's services the tracker runs on ---------------------- */
 
 typedef struct zelvo_options zelvo_options;
 typedef struct zelvo_platform zelvo_platform;

@@ -1,4 +1,4 @@
-// The C API's platform: the Linux platform's options, the platform and its installation.
+// The C API's platform: the host platform's options, the platform and its installation.
 #include <memory>
 
 #include "capi/arguments.h"
@@ -7,7 +7,7 @@
 
 using zelvo::capi::guarded;
 using zelvo::capi::setText;
-using Options = zelvo::linux_platform::LinuxPlatformOptions;
+using zelvo::portable::ReachabilityChoice;
 
 extern "C" {
 
@@ -40,10 +40,10 @@ zelvo_error zelvo_options_set_reachability(zelvo_options* options, zelvo_reachab
   if (!options) return ZELVO_ERROR_NULL_ARGUMENT;
   switch (zelvo::capi::fromC(choice)) {
     case ZELVO_REACHABILITY_SYSTEM:
-      options->options.reachability = zelvo::linux_platform::ReachabilityChoice::kSystem;
+      options->options.reachability = ReachabilityChoice::kSystem;
       return ZELVO_OK;
     case ZELVO_REACHABILITY_ALWAYS:
-      options->options.reachability = zelvo::linux_platform::ReachabilityChoice::kAlwaysReachable;
+      options->options.reachability = ReachabilityChoice::kAlwaysReachable;
       return ZELVO_OK;
   }
   return ZELVO_ERROR_INVALID_ARGUMENT;
@@ -61,7 +61,7 @@ zelvo_error zelvo_options_set_log_callback(zelvo_options* options, zelvo_log_cal
 zelvo_error zelvo_platform_new(const zelvo_options* options, zelvo_platform** out) {
   return guarded([&] {
     if (!options || !out) return ZELVO_ERROR_NULL_ARGUMENT;
-    auto platform = std::make_shared<zelvo::linux_platform::LinuxPlatform>(options->options);
+    auto platform = zelvo::makeHostPlatform(options->options);
     // The platform has logged why; a host would otherwise get one that never sends anything.
     if (platform->configurationError()) return ZELVO_ERROR_BAD_OPTIONS;
     *out = new zelvo_platform{std::move(platform)};

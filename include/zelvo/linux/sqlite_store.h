@@ -7,6 +7,7 @@
 
 #include "zelvo/platform/key_value_store.h"
 #include "zelvo/platform/log_sink.h"
+#include "zelvo/portable/host_platform_options.h"
 #include "zelvo/export.h"
 
 namespace zelvo::linux_platform {
@@ -39,7 +40,7 @@ class IoThread;
 // Thread: every member is safe from any thread.
 class ZELVO_EXPORT SqliteStore : public KeyValueStore {
  public:
-  static constexpr std::chrono::milliseconds kDefaultWriteDelay{1000};
+  static constexpr std::chrono::milliseconds kDefaultWriteDelay = portable::kDefaultStoreWriteDelay;
 
   // Where an application keeps the store under the XDG rules:
   // $XDG_DATA_HOME/<identifier>/zelvo.sqlite when XDG_DATA_HOME is an absolute path, else

@@ -4,15 +4,15 @@
 
 #include "platform/linux/endpoint.h"
 #include "platform/linux/io_thread.h"
-#include "zelvo/linux/always_reachable_source.h"
+#include "zelvo/portable/always_reachable_source.h"
 #include "zelvo/linux/stderr_log_sink.h"
-#include "zelvo/linux/thread_run_loop.h"
+#include "zelvo/portable/thread_run_loop.h"
 
 namespace zelvo::linux_platform {
 
 LinuxPlatform::LinuxPlatform(Options options)
     : log_(options.logSink ? std::move(options.logSink) : std::make_shared<StderrLogSink>()),
-      runLoop_(options.mainRunLoop ? std::move(options.mainRunLoop) : std::make_shared<ThreadRunLoop>()),
+      runLoop_(options.mainRunLoop ? std::move(options.mainRunLoop) : std::make_shared<portable::ThreadRunLoop>()),
       io_(std::make_shared<IoThread>()) {
   if (options.modelName) device_.setModelName(*options.modelName);
   if (options.applicationIdentifier) device_.setApplicationIdentifier(options.applicationIdentifier);
@@ -55,7 +55,7 @@ void LinuxPlatform::makeReachabilitySource(const Options& options) {
       reachability_ = options.reachabilitySource;
       break;
     case ReachabilityChoice::kAlwaysReachable:
-      reachability_ = std::make_shared<AlwaysReachableSource>();
+      reachability_ = std::make_shared<portable::AlwaysReachableSource>();
       break;
     case ReachabilityChoice::kSystem:
       reachability_ = std::make_shared<NetlinkReachabilitySource>(*runLoop_, *log_, io_);
