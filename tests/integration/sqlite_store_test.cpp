@@ -1,4 +1,4 @@
-#include "zelvo/linux/sqlite_store.h"
+#include "zelvo/portable/sqlite_store.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

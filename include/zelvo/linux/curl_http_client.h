@@ -11,10 +11,14 @@
 #include "zelvo/platform/log_sink.h"
 #include "zelvo/export.h"
 
+namespace zelvo::portable {
+class IoThread;
+}  // namespace zelvo::portable
+
 namespace zelvo::linux_platform {
 
 class CurlWorker;
-class IoThread;
+using portable::IoThread;
 
 struct ZELVO_EXPORT CurlHttpClientOptions {
   // A PEM bundle of the certificate authorities to trust instead of the system's.

@@ -10,7 +10,7 @@
 #include "zelvo/linux/host_screen.h"
 #include "zelvo/linux/linux_device_info.h"
 #include "zelvo/linux/netlink_reachability_source.h"
-#include "zelvo/linux/sqlite_store.h"
+#include "zelvo/portable/sqlite_store.h"
 #include "zelvo/linux/system_calendar.h"
 #include "zelvo/linux/system_clock.h"
 #include "zelvo/linux/thread_executor.h"
@@ -18,9 +18,13 @@
 #include "zelvo/portable/host_platform.h"
 #include "zelvo/export.h"
 
+namespace zelvo::portable {
+class IoThread;
+}  // namespace zelvo::portable
+
 namespace zelvo::linux_platform {
 
-class IoThread;
+using portable::IoThread;
 
 // The reachability choice and the options are the same on every OS; these names are kept for
 // hosts written against the Linux platform. The Linux platform has no options of its own yet.

@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "platform/linux/curl_transfer.h"
-#include "platform/linux/io_thread.h"
+#include "platform/portable/io_thread.h"
 #include "zelvo/linux/curl_http_client.h"
 
 namespace zelvo::linux_platform {

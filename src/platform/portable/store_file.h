@@ -10,7 +10,7 @@
 
 struct sqlite3;
 
-namespace zelvo::linux_platform {
+namespace zelvo::portable {
 
 // The SQLite file behind SqliteStore: one table of keys and values in their typed JSON
 // text. Opening creates what is missing. Only a damaged file (not a database, or corrupt) is
@@ -45,4 +45,4 @@ class StoreFile {
   sqlite3* db_;
 };
 
-}  // namespace zelvo::linux_platform
+}  // namespace zelvo::portable
