@@ -1,4 +1,4 @@
-#include "zelvo/portable/sqlite_store.h"
+#include "zelvo/linux/sqlite_store.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -10,7 +10,7 @@
 #include "zelvo/linux/host_screen.h"
 #include "zelvo/linux/linux_device_info.h"
 #include "zelvo/linux/netlink_reachability_source.h"
-#include "zelvo/portable/sqlite_store.h"
+#include "zelvo/linux/sqlite_store.h"
 #include "zelvo/linux/system_calendar.h"
 #include "zelvo/linux/system_clock.h"
 #include "zelvo/linux/thread_executor.h"
