@@ -1,6 +1,7 @@
 #include <mutex>
 
 #include "common/default_platform.h"
+#include "tracker/process_objects.h"
 #include "tracker/tracker_access.h"
 #include "tracker/tracker_internal.h"
 
@@ -58,6 +59,12 @@ std::shared_ptr<ZVTracker> ZVTracker::sharedTracker() {
 
 std::shared_ptr<ZelvoConfig> ZelvoConfig::getInstance() { 
   return TrackerAccess::internal(*ZVTracker::sharedTracker()).configuration();
+}
+
+void abandonProcessWideObjects() {
+  std::lock_guard lock(classLock());
+  new std::shared_ptr<ZVTracker>(std::move(processTracker()));
+  new std::shared_ptr<Platform>(std::move(processPlatform()));
 }
 
 std::string ZVTracker::getUserAgent() { return userAgentForModel(installedPlatform()->deviceInfo().modelName()); }
