@@ -9,14 +9,10 @@
 #include <sstream>
 #include <vector>
 
+#include "platform/windows/wide_text.h"
+
 namespace zelvo::windows_platform {
 namespace {
-
-std::string lowercase(std::string text) {
-  std::transform(text.begin(), text.end(), text.begin(),
-                 [](unsigned char c) { return static_cast<char>(c >= 'A' && c <= 'Z' ? c + 32 : c); });
-  return text;
-}
 
 std::string narrow(const wchar_t* text) {
   std::string out;
@@ -26,7 +22,7 @@ std::string narrow(const wchar_t* text) {
 
 // "*.example.com" covers "a.example.com", never "example.com" or "a.b.example.com".
 bool dnsNameMatches(std::string pattern, const std::string& host) {
-  pattern = lowercase(std::move(pattern));
+  pattern = asciiLowercase(std::move(pattern));
   if (pattern == host) return true;
   if (!pattern.starts_with("*.")) return false;
   const size_t dot = host.find('.');
@@ -61,7 +57,7 @@ bool nameMatches(PCCERT_CONTEXT certificate, const std::string& host) {
     return false;
   }
   const std::vector<BYTE> address = addressBytes(host);
-  const std::string name = lowercase(host);
+  const std::string name = asciiLowercase(host);
   bool matches = false;
   for (DWORD i = 0; i < names->cAltEntry && !matches; ++i) {
     const CERT_ALT_NAME_ENTRY& entry = names->rgAltEntry[i];

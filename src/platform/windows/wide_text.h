@@ -9,6 +9,9 @@ namespace zelvo::windows_platform {
 std::wstring toWide(std::string_view text);
 std::string toUtf8(std::wstring_view text);
 
+// `text` with A-Z as a-z (host names compare so).
+std::string asciiLowercase(std::string text);
+
 // The system's text for an error code (GetLastError()), in UTF-8, without the trailing newline.
 std::string errorText(unsigned long code);
 

@@ -2,7 +2,6 @@
 
 #include <windows.h>
 
-#include <utility>
 #include <vector>
 
 #include "platform/windows/wide_text.h"
@@ -22,6 +21,12 @@ std::string defaultModelName() {
   return "Windows";
 }
 
+std::optional<std::string> defaultApplicationIdentifier() {
+  std::string name = programName();
+  if (name.empty()) return std::nullopt;
+  return name;
+}
+
 }  // namespace
 
 std::string programName() {
@@ -39,28 +44,6 @@ std::string programName() {
   }
 }
 
-WindowsDeviceInfo::WindowsDeviceInfo() : modelName_(defaultModelName()) {
-  if (std::string name = programName(); !name.empty()) applicationIdentifier_ = std::move(name);
-}
-
-std::string WindowsDeviceInfo::modelName() const {
-  std::lock_guard lock(mutex_);
-  return modelName_;
-}
-
-std::optional<std::string> WindowsDeviceInfo::applicationIdentifier() const {
-  std::lock_guard lock(mutex_);
-  return applicationIdentifier_;
-}
-
-void WindowsDeviceInfo::setModelName(std::string modelName) {
-  std::lock_guard lock(mutex_);
-  modelName_ = std::move(modelName);
-}
-
-void WindowsDeviceInfo::setApplicationIdentifier(std::optional<std::string> identifier) {
-  std::lock_guard lock(mutex_);
-  applicationIdentifier_ = std::move(identifier);
-}
+WindowsDeviceInfo::WindowsDeviceInfo() : HostDeviceInfo(defaultModelName(), defaultApplicationIdentifier()) {}
 
 }  // namespace zelvo::windows_platform

@@ -8,12 +8,6 @@
 namespace zelvo::windows_platform {
 namespace {
 
-std::string lowercase(std::string text) {
-  std::transform(text.begin(), text.end(), text.begin(),
-                 [](unsigned char c) { return static_cast<char>(c >= 'A' && c <= 'Z' ? c + 32 : c); });
-  return text;
-}
-
 std::optional<uint16_t> portOf(std::string_view text) {
   unsigned value = 0;
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
@@ -41,7 +35,7 @@ std::optional<ConnectMapping> parseMapping(const std::string& entry) {
   const std::vector<std::string> parts = fields(entry);
   if (parts.size() != 4 || parts[2].empty()) return std::nullopt;
   ConnectMapping mapping;
-  mapping.host = lowercase(parts[0]);
+  mapping.host = asciiLowercase(parts[0]);
   if (!parts[1].empty()) {
     mapping.port = portOf(parts[1]);
     if (!mapping.port) return std::nullopt;
@@ -56,7 +50,7 @@ std::optional<ConnectMapping> parseMapping(const std::string& entry) {
 // A proxy as WinHTTP takes it ("host:port"), from "http://host[:port][/]" or "host:port".
 std::optional<std::string> proxyAddress(std::string text) {
   if (const size_t scheme = text.find("://"); scheme != std::string::npos) {
-    if (lowercase(text.substr(0, scheme)) != "http") return std::nullopt;
+    if (asciiLowercase(text.substr(0, scheme)) != "http") return std::nullopt;
     text = text.substr(scheme + 3);
   }
   while (!text.empty() && text.back() == '/') text.pop_back();
@@ -89,7 +83,7 @@ void readUserProxy(std::optional<std::string>& proxy, std::vector<std::string>& 
     size_t start = 0;
     while (start <= list.size()) {
       const size_t end = std::min(list.find_first_of("; \t", start), list.size());
-      if (end > start) bypass.push_back(lowercase(list.substr(start, end - start)));
+      if (end > start) bypass.push_back(asciiLowercase(list.substr(start, end - start)));
       start = end + 1;
     }
   }
@@ -149,7 +143,7 @@ WinHttpSetup::~WinHttpSetup() {
 
 bool WinHttpSetup::proxies(const std::string& host) const {
   if (!proxy) return false;
-  const std::string name = lowercase(host);
+  const std::string name = asciiLowercase(host);
   for (const std::string& rule : bypass) {
     if (rule == "<local>" && name.find('.') == std::string::npos) return false;
     if (rule == name) return false;
@@ -159,7 +153,7 @@ bool WinHttpSetup::proxies(const std::string& host) const {
 }
 
 std::pair<std::string, uint16_t> WinHttpSetup::connectionFor(const std::string& host, uint16_t port) const {
-  const std::string name = lowercase(host);
+  const std::string name = asciiLowercase(host);
   for (const ConnectMapping& mapping : mappings) {
     if ((mapping.host.empty() || mapping.host == name) && (!mapping.port || *mapping.port == port)) {
       return {mapping.toHost, mapping.toPort};
