@@ -10,6 +10,7 @@ packages=(
   libcurl4-openssl-dev libsqlite3-dev nlohmann-json3-dev libssl-dev libcpp-httplib-dev
   libgtest-dev libgmock-dev libbenchmark-dev libmnl-dev libboost-dev chromium iproute2 util-linux locales tzdata libglib2.0-dev
   libgtk-4-dev xvfb xauth xdotool qt6-base-dev
+  libsoup-3.0-dev glib-networking tinyproxy microsocks strace
 )
 [ "${1:-}" = fuzz ] && packages+=(clang libclang-rt-dev)
 [ "${1:-}" = package ] && packages+=(doxygen file)

@@ -13,6 +13,9 @@
 
 struct zelvo_options {
   zelvo::portable::HostPlatformOptions options;
+  // The host's transport: each platform made from these options gets a client of its own.
+  zelvo_http_handler httpHandler = nullptr;
+  void* httpHandlerData = nullptr;
 };
 
 struct zelvo_platform {

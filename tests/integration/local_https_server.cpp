@@ -31,8 +31,8 @@ RecordedRequest record(const httplib::Request& request) {
 }  // namespace
 
 LocalHttpsServer::LocalHttpsServer(std::vector<std::string> hostNames,
-                                   std::chrono::seconds maxLifetime) {
-  const KeyAndCertificate identity = authority_.issueServerCertificate(hostNames);
+                                   std::chrono::seconds maxLifetime, bool localNames) {
+  const KeyAndCertificate identity = authority_.issueServerCertificate(hostNames, localNames);
   // The server context takes its own references to the certificate and key.
   server_ = std::make_unique<httplib::SSLServer>(identity.certificate.get(), identity.key.get());
   if (!server_->is_valid()) throw std::runtime_error("httplib SSL server is not valid");

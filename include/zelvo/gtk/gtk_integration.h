@@ -6,6 +6,7 @@
 
 #include "zelvo/gtk/glib_loop_source.h"
 #include "zelvo/gtk/scrolled_window_view.h"
+#include "zelvo/gtk/soup_http_client.h"
 #include "zelvo/portable/host_platform.h"
 
 namespace zelvo::gtk {
@@ -18,6 +19,12 @@ struct IntegrationOptions {
   portable::HostPlatformOptions platform;
   // Reachability from GNetworkMonitor (kHost); false keeps platform.reachability as given.
   bool networkMonitor = true;
+  // Requests go through libsoup 3 and GIO (SoupHttpClient: the desktop's proxy resolver, or the
+  // network portal in a sandbox, and GIO's TLS; platform.caFile, platform.endpoint and
+  // platform.requestTimeout keep their meaning). False: through curl, as a plain Linux platform
+  // (platform.proxy, connectTo and connectTimeout are curl's). Either way a
+  // platform.httpClient given by the host takes the place of both.
+  bool libsoup = true;
   // The context the library's loop runs on; the thread-default one when null.
   GMainContext* context = nullptr;
 };

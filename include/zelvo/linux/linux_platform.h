@@ -31,7 +31,7 @@ using portable::IoThread;
 using portable::ReachabilityChoice;
 struct ZELVO_EXPORT LinuxPlatformOptions : portable::HostPlatformOptions {};
 
-// The real platform on Linux: curl for HTTPS, SQLite for the store, rtnetlink for
+// The real platform on Linux: curl (or the host's HttpClient) for HTTPS, SQLite for the store, rtnetlink for
 // reachability (ReachabilityChoice::kSystem: the kernel's routes, so a default route is
 // needed), the system clock and time zone.
 //
@@ -88,7 +88,7 @@ class ZELVO_EXPORT LinuxPlatform : public portable::HostPlatform {
   ThreadExecutor executor_;
   std::shared_ptr<IoThread> io_;
   std::unique_ptr<SqliteStore> store_;
-  std::unique_ptr<CurlHttpClient> http_;
+  std::shared_ptr<HttpClient> http_;
   std::shared_ptr<ReachabilitySource> reachability_;
   std::optional<std::string> configurationError_;
 };

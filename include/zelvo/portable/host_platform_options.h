@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "zelvo/platform/http_client.h"
 #include "zelvo/platform/log_sink.h"
 #include "zelvo/platform/reachability_source.h"
 #include "zelvo/platform/run_loop.h"
@@ -47,6 +48,14 @@ struct ZELVO_EXPORT HostPlatformOptions {
   // client's own).
   std::optional<std::chrono::milliseconds> requestTimeout;
   std::optional<std::chrono::milliseconds> connectTimeout;
+  // The host's own HTTP client (see zelvo/platform/http_client.h for what it must do), in
+  // place of the platform's (curl on Linux): requests then go the way the host's own go, and
+  // the library connects nowhere itself (on Linux, kSystem reachability still reads the
+  // kernel's routes through rtnetlink and a UDP probe that sends nothing; kAlwaysReachable or
+  // kHost open no socket at all). The endpoint still applies (the platform moves each request
+  // onto it) and so does the library's URL check; caFile, connectTo, proxy and the timeouts
+  // are the platform client's and are then the host client's business. Null: the platform's.
+  std::shared_ptr<HttpClient> httpClient;
   // The reachability source; kSystem counts an endpoint on a loopback address (127.0.0.0/8,
   // [::1], localhost) as always reachable, since no route is needed to reach it.
   ReachabilityChoice reachability = ReachabilityChoice::kSystem;

@@ -3,6 +3,7 @@
 #include <memory>
 
 #include "zelvo/portable/host_platform.h"
+#include "zelvo/qt/qt_http_client.h"
 #include "zelvo/qt/qt_loop_source.h"
 #include "zelvo/qt/scroll_area_view.h"
 
@@ -18,6 +19,12 @@ struct IntegrationOptions {
   // Reachability from QNetworkInformation where Qt has a backend for it; the system's (or
   // platform.reachability as given) where it has none. False keeps platform.reachability.
   bool networkInformation = true;
+  // Requests go through QNetworkAccessManager (QtHttpClient: the application's proxy settings
+  // and SSL configuration apply; platform.caFile, platform.endpoint and
+  // platform.requestTimeout keep their meaning). False: through curl, as a plain Linux platform
+  // (platform.proxy, connectTo and connectTimeout are curl's). Either way a
+  // platform.httpClient given by the host takes the place of both.
+  bool qtNetwork = true;
 };
 
 // The library in a Qt 6 application: the host platform with its main loop on the Qt event

@@ -1,11 +1,11 @@
 #include "platform/linux/curl_transfer.h"
 
 #include <algorithm>
-#include <cmath>
 #include <string_view>
 #include <variant>
 
 #include "platform/linux/endpoint.h"
+#include "zelvo/platform/http_client_support.h"
 
 namespace zelvo::linux_platform {
 namespace {
@@ -14,15 +14,6 @@ namespace {
 // own, or be cut short by curl's C strings.
 bool hasLineBreakOrNul(std::string_view text) {
   return text.find_first_of(std::string_view("\r\n\0", 3)) != std::string_view::npos;
-}
-
-// Curl counts in whole milliseconds and reads 0 as "no limit", so every request keeps a
-// limit of at least a millisecond and at most a day.
-long timeoutMillis(double seconds) {
-  constexpr double kMax = 24.0 * 60 * 60 * 1000;
-  const double millis = seconds * 1000.0;
-  if (!(millis >= 1.0)) return 1;  // also NaN
-  return static_cast<long>(std::llround(std::fmin(millis, kMax)));
 }
 
 HttpError::Kind kindOf(CURLcode code) {
@@ -92,7 +83,7 @@ CurlTransfer::CurlTransfer(const CurlHttpClientOptions& options, const HttpReque
   if (options.requestTimeout) {
     set(CURLOPT_TIMEOUT_MS, static_cast<long>(std::max<long long>(1, options.requestTimeout->count())));
   } else {
-    set(CURLOPT_TIMEOUT_MS, timeoutMillis(request.timeoutSeconds));
+    set(CURLOPT_TIMEOUT_MS, requestLimitMillis(request.timeoutSeconds));
   }
   if (options.connectTimeout) {
     set(CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(std::max<long long>(1, options.connectTimeout->count())));

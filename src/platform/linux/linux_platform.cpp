@@ -3,6 +3,7 @@
 #include <variant>
 
 #include "platform/linux/endpoint.h"
+#include "platform/linux/host_http_client.h"
 #include "platform/portable/io_thread.h"
 #include "platform/portable/reachability_choice.h"
 #include "zelvo/linux/stderr_log_sink.h"
@@ -21,16 +22,24 @@ LinuxPlatform::LinuxPlatform(Options options)
     if (auto identifier = device_.applicationIdentifier()) storePath = SqliteStore::defaultPath(*identifier);
   }
   store_ = std::make_unique<SqliteStore>(*log_, storePath, options.storeWriteDelay, io_);
-  CurlHttpClient::Options http;
-  http.endpoint = options.endpoint;
-  http.caFile = std::move(options.caFile);
-  http.connectTo = std::move(options.connectTo);
-  http.proxy = std::move(options.proxy);
-  http.requestTimeout = options.requestTimeout;
-  http.connectTimeout = options.connectTimeout;
-  http.log = log_.get();
-  http_ = std::make_unique<CurlHttpClient>(std::move(http), io_);
-  configurationError_ = http_->configurationError();
+  if (options.httpClient) {
+    auto host = std::make_shared<HostHttpClient>(std::move(options.httpClient), options.endpoint);
+    configurationError_ = host->configurationError();
+    if (configurationError_) log_->write(LogSeverity::kError, "[ZV]:HTTP client sends nothing: " + *configurationError_);
+    http_ = std::move(host);
+  } else {
+    CurlHttpClient::Options http;
+    http.endpoint = options.endpoint;
+    http.caFile = std::move(options.caFile);
+    http.connectTo = std::move(options.connectTo);
+    http.proxy = std::move(options.proxy);
+    http.requestTimeout = options.requestTimeout;
+    http.connectTimeout = options.connectTimeout;
+    http.log = log_.get();
+    auto curl = std::make_shared<CurlHttpClient>(std::move(http), io_);
+    configurationError_ = curl->configurationError();
+    http_ = std::move(curl);
+  }
   makeReachabilitySource(options);
 }
 

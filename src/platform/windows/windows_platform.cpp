@@ -32,6 +32,8 @@ WindowsPlatform::WindowsPlatform(Options options)
   http.requestTimeout = options.requestTimeout;
   http.connectTimeout = options.connectTimeout;
   http.log = log_.get();
+  // Not yet on Windows: sending through WinHTTP instead would go against the host's choice.
+  if (options.httpClient) http.refusal = "a host's own HTTP client (httpClient) is not supported on Windows yet";
   http_ = std::make_unique<WinHttpClient>(std::move(http));
   configurationError_ = http_->configurationError();
   bool loopbackEndpoint = false;

@@ -25,6 +25,9 @@ struct WinHttpClientOptions {
   std::optional<std::chrono::milliseconds> requestTimeout;
   std::optional<std::chrono::milliseconds> connectTimeout;
   std::size_t maxBodyBytes = 1024 * 1024;
+  // Why the client must send nothing, as its owner decided; given, it is the client's
+  // configuration error.
+  std::optional<std::string> refusal;
   // Where the client reports its own faults. Not owned; must outlive the client. May be null.
   LogSink* log = nullptr;
 };

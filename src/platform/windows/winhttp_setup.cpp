@@ -96,6 +96,10 @@ void readUserProxy(std::optional<std::string>& proxy, std::vector<std::string>& 
 
 WinHttpSetup::WinHttpSetup(const WinHttpClientOptions& options)
     : requestTimeout(options.requestTimeout), connectTimeout(options.connectTimeout), maxBodyBytes(options.maxBodyBytes) {
+  if (options.refusal) {
+    error = options.refusal;
+    return;
+  }
   if (options.endpoint) {
     auto parsed = WindowsEndpoint::parse(*options.endpoint);
     if (auto* why = std::get_if<std::string>(&parsed)) {

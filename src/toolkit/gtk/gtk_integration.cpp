@@ -30,6 +30,12 @@ Integration::Integration(IntegrationOptions options)
     platform.reachability = portable::ReachabilityChoice::kHost;
     platform.reachabilitySource = std::make_shared<NetworkMonitorSource>();
   }
+  if (options.libsoup && !platform.httpClient) {
+    SoupHttpClientOptions http;
+    http.caFile = platform.caFile;
+    http.requestTimeout = platform.requestTimeout;
+    platform.httpClient = std::make_shared<SoupHttpClient>(std::move(http));
+  }
   platform_ = makeHostPlatform(std::move(platform));
 }
 

@@ -34,6 +34,12 @@ Integration::Integration(IntegrationOptions options)
       platform.reachabilitySource = std::move(information);
     }
   }
+  if (options.qtNetwork && !platform.httpClient) {
+    QtHttpClientOptions http;
+    http.caFile = platform.caFile;
+    http.requestTimeout = platform.requestTimeout;
+    platform.httpClient = std::make_shared<QtHttpClient>(std::move(http));
+  }
   platform_ = makeHostPlatform(std::move(platform));
   watch_ = std::make_unique<ApplicationWatch>(platform_);
 }
