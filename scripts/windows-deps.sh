@@ -23,7 +23,7 @@ if [ ! -f "$prefix/lib/libsqlite3.a" ]; then
     echo "deb-src [signed-by=$keyring] http://deb.debian.org/debian-security bookworm-security main"
   } >"$work/apt/sources.list"
   apt_options=(-o "Dir::Etc::SourceList=$work/apt/sources.list" -o "Dir::Etc::SourceParts=$work/apt/parts"
-    -o "Dir::State::Lists=$work/apt/lists" -o "APT::Get::List-Cleanup=0")
+    -o "Dir::State::Lists=$work/apt/lists" -o "APT::Get::List-Cleanup=0" -o "APT::Sandbox::User=root")
   apt-get "${apt_options[@]}" update -qq
   # The version the Linux build links, so both platforms run the same store code.
   version=$(dpkg-query -W -f='${source:Version}' libsqlite3-dev)
