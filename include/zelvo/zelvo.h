@@ -7,7 +7,8 @@
  *
  * Stability: from version 1.0 on this API only grows. Functions, enumerators and handle types
  * are added, never changed nor removed, and enumerators keep their values, so a program built
- * against an older header runs against a newer libzelvo.so.1.
+ * against an older header runs against a newer libzelvo.so.1. The package check compares the
+ * library's ABI with the one recorded in abi/ and fails on anything removed or changed.
  *
  * Conventions:
  *  - Every handle is opaque and made by a zelvo_..._new (or zelvo_tracker_shared) call; each
@@ -216,7 +217,8 @@ typedef enum zelvo_ping_outcome {
   ZELVO_PING_TIMED_OUT = 6,
   ZELVO_PING_FAILED = 7,             /* no answer for another reason */
   ZELVO_PING_SKIPPED_OFFLINE = 8,    /* not sent: the network was unreachable */
-  ZELVO_PING_SKIPPED_LOCKED_OUT = 9  /* not sent: the service asked for a pause */
+  ZELVO_PING_SKIPPED_LOCKED_OUT = 9, /* not sent: the service asked for a pause */
+  ZELVO_PING_SKIPPED_BUSY = 10       /* not sent: 64 pings were already waiting for answers */
 } zelvo_ping_outcome;
 
 /** One ping's outcome, on the library's main thread. `url` is the ping's URL ("" when
@@ -243,7 +245,8 @@ typedef enum zelvo_counter {
   ZELVO_FAILED_TIMEOUT = 7,
   ZELVO_FAILED_OTHER = 8,
   ZELVO_SKIPPED_OFFLINE = 9,
-  ZELVO_SKIPPED_LOCKED_OUT = 10
+  ZELVO_SKIPPED_LOCKED_OUT = 10,
+  ZELVO_SKIPPED_BUSY = 11
 } zelvo_counter;
 
 ZELVO_EXPORT zelvo_error zelvo_tracker_status(zelvo_tracker* tracker, zelvo_status** out);

@@ -12,8 +12,8 @@ std::string Identity::createSessionToken() { return zelvo::createSessionToken(pl
 
 void Identity::restoreUserToken() {
   KeyValueStore* store = platform_.store();
+  std::optional<Value> stored = store ? store->get(kZVPersistenTokenKey) : std::nullopt;
   if (store) {
-    std::optional<Value> stored = store->get(kZVPersistenTokenKey);
     if (stored && stored->asString()) {
       userToken_ = *stored->asString();
     } else {
@@ -22,12 +22,17 @@ void Identity::restoreUserToken() {
     }
   }
   if (!userToken_) {
-    userToken_ = generateUserToken();
-    gate_.standard([&] { return "[ZV]:Created userToken: " + *userToken_; });
+    const std::string minted = generateUserToken();
+    userToken_ = minted;
     if (store) {
-      store->set(kZVPersistenTokenKey, Value(*userToken_));
+      // Another process of the application may be starting on the same new store: the store
+      // keeps one token, and both use it.
+      if (stored) store->remove(kZVPersistenTokenKey);
+      const Value kept = store->setIfAbsent(kZVPersistenTokenKey, Value(minted));
+      if (const std::string* text = kept.asString()) userToken_ = *text;
       store->synchronize();
     }
+    if (*userToken_ == minted) gate_.standard([&] { return "[ZV]:Created userToken: " + *userToken_; });
   }
 }
 

@@ -122,11 +122,12 @@ class ZVPing : public std::enable_shared_from_this<ZVPing> {
   static std::optional<std::string> jsonEncode(const Value& object, const LogGate* gate);
 
   // Keeps a record for resends, starts the GET and posts the will-send notification. A ping
-  // whose URL is not a valid https URL is dropped (logged). Takes no lock while it calls
-  // the HTTP client or posts.
+  // whose URL is not a valid https URL is dropped (logged), and so is one beyond the bound on
+  // pings in flight (counted as kSkippedBusy). Takes no lock while it calls the HTTP client
+  // or posts.
   void sendPing(PingParameters params, std::string userAgent, int numRetry);
-  // The answer to a request: 200 posts did-send, 202/500 resend, 503 locks out, others make
-  // the next ping full.
+  // The answer to a request: 200 posts did-send, 202/500 resend (up to the last resend, then
+  // count as rejected), 503 locks out, others make the next ping full.
   void handlePingRequestResponse(const HttpResponse& response);
   // No answer: logged only.
   void handlePingRequestError(const HttpError& error);
@@ -159,7 +160,6 @@ class ZVPing : public std::enable_shared_from_this<ZVPing> {
   // Stores `record` under `url` as the newest one, dropping the oldest beyond the bound.
   // Called with mutex_ held.
   void rememberRequest(std::string url, RequestRecord record);
-  void retry(const std::string& url);
   // Posts notification `name` with `url` as its user info, on the main thread.
   void announce(const char* name, const std::string& url) const;
 

@@ -17,6 +17,10 @@ class CollectionGate::GatedStore : public KeyValueStore {
     if (enabled_->load()) store_.remove(key);
   }
   bool synchronize() override { return store_.synchronize(); }
+  Value setIfAbsent(const std::string& key, Value value) override {
+    if (enabled_->load()) return store_.setIfAbsent(key, std::move(value));
+    return get(key).value_or(std::move(value));
+  }
 
  private:
   KeyValueStore& store_;

@@ -1,5 +1,6 @@
 #include <cstring>
 
+#include "common/value_bound.h"
 #include "engagement/capture_events.h"
 #include "tracker/main_thread.h"
 #include "tracker/tracker_internal.h"
@@ -152,6 +153,7 @@ void ZVTracker::setLocation(std::optional<Location> location) {
   internal_->location = location;
 }
 void ZVTracker::setIdSync(std::optional<Value> idSync) {
+  if (!acceptHostValue(idSync, internal_->platform->logSink(), "setIdSync")) return;
   if (postedToMainThread(internal_->platform->mainRunLoop(), *this, &ZVTracker::setIdSync, idSync)) return;
   internal_->idSync = std::move(idSync);
 }
@@ -184,6 +186,7 @@ void ZVTracker::setUserAgent(std::optional<std::string> userAgent) {
   internal_->userAgent = std::move(userAgent);
 }
 void ZVTracker::setExtraParams(std::optional<Value> extraParams) {
+  if (!acceptHostValue(extraParams, internal_->platform->logSink(), "setExtraParams")) return;
   if (postedToMainThread(internal_->platform->mainRunLoop(), *this, &ZVTracker::setExtraParams, extraParams)) return;
   internal_->extraParams = std::move(extraParams);
 }

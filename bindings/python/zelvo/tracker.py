@@ -71,6 +71,7 @@ class PingOutcome(enum.IntEnum):
     FAILED = 7
     SKIPPED_OFFLINE = 8
     SKIPPED_LOCKED_OUT = 9
+    SKIPPED_BUSY = 10
 
 
 class Outcome(NamedTuple):
@@ -94,6 +95,7 @@ class Status(NamedTuple):
     failed_other: int
     skipped_offline: int
     skipped_locked_out: int
+    skipped_busy: int
     last_error: str
     lock_out_end: Optional[float]  # seconds since 2001-01-01T00:00:00Z, while locked out
 
@@ -372,7 +374,7 @@ class Tracker:
         self._call("status", ctypes.byref(snapshot))
         try:
             counters = []
-            for counter in range(11):
+            for counter in range(12):
                 value = ctypes.c_uint64()
                 _check(lib.zelvo_status_counter(snapshot, counter, ctypes.byref(value)), "zelvo_status_counter")
                 counters.append(value.value)

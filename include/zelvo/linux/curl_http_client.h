@@ -27,7 +27,8 @@ struct ZELVO_EXPORT CurlHttpClientOptions {
   // while the certificate is still verified against HOST. Lets tests and the demo reach a
   // local server under the endpoint's real name.
   std::vector<std::string> connectTo;
-  // The largest body fetch() keeps; a bigger one makes the fetch fail.
+  // The largest body fetch() keeps; a bigger one makes the fetch fail. startGet() reads at
+  // most this much of a body it discards, then ends with the answer's status.
   std::size_t maxBodyBytes = 1024 * 1024;
   // Where the client reports its own faults (not the outcome of requests, which go to the
   // caller). Not owned; must outlive the client. May be null.

@@ -141,7 +141,11 @@ void CurlTransfer::addHeader(const std::string& line) {
 }
 
 HttpResult CurlTransfer::result(CURLcode code) const {
-  if (code != CURLE_OK) return error(code);
+  // A discarded body is not the answer: once it starts, the head is whole and its status is
+  // the answer, even when the body then goes on past the bound or the time limit.
+  const bool answered = keep_ == Body::discard && bodyBytes_ > 0 &&
+                        (code == CURLE_WRITE_ERROR || code == CURLE_OPERATION_TIMEDOUT);
+  if (code != CURLE_OK && !answered) return error(code);
   long status = 0;
   char* effectiveUrl = nullptr;
   curl_easy_getinfo(easy_, CURLINFO_RESPONSE_CODE, &status);
@@ -159,10 +163,10 @@ HttpError CurlTransfer::error(CURLcode code) const {
 size_t CurlTransfer::write(char* data, size_t size, size_t count, void* self) {
   auto& transfer = *static_cast<CurlTransfer*>(self);
   const size_t length = size * count;
-  if (transfer.keep_ == Body::discard) return length;
   // Returning less than was given makes curl fail the transfer.
-  if (length > transfer.maxBodyBytes_ - transfer.body_.size()) return 0;
-  transfer.body_.append(data, length);
+  if (length > transfer.maxBodyBytes_ - transfer.bodyBytes_) return 0;
+  transfer.bodyBytes_ += length;
+  if (transfer.keep_ == Body::keep) transfer.body_.append(data, length);
   return length;
 }
 

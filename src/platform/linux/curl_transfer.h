@@ -43,6 +43,7 @@ class CurlTransfer {
   Body keep_;
   std::size_t maxBodyBytes_;
   std::string body_;
+  std::size_t bodyBytes_ = 0;  // received, kept or not
   CURL* easy_ = nullptr;
   curl_slist* headers_ = nullptr;
   curl_slist* connectTo_ = nullptr;
