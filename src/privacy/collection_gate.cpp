@@ -13,9 +13,8 @@ class CollectionGate::GatedStore : public KeyValueStore {
   void set(const std::string& key, Value value) override {
     if (enabled_->load()) store_.set(key, std::move(value));
   }
-  void remove(const std::string& key) override {
-    if (enabled_->load()) store_.remove(key);
-  }
+  // Erasing is always allowed: it keeps nothing new.
+  void remove(const std::string& key) override { store_.remove(key); }
   bool synchronize() override { return store_.synchronize(); }
   Value setIfAbsent(const std::string& key, Value value) override {
     if (enabled_->load()) return store_.setIfAbsent(key, std::move(value));
@@ -65,10 +64,6 @@ void CollectionGate::setEnabled(bool enabled) {
     store->set(kCollectionEnabledKey, Value(enabled));
     store->synchronize();
   }
-}
-
-void CollectionGate::erase(const std::string& key) {
-  if (KeyValueStore* store = platform_->store()) store->remove(key);
 }
 
 bool CollectionGate::synchronize() {

@@ -10,9 +10,9 @@
 namespace zelvo {
 
 // The host's collection switch, put between a tracker and its platform: while collection is
-// off, the tracker's store drops every write and its HTTP client refuses every request
-// (pings and the configuration fetch alike), so nothing leaves the device and nothing new is
-// kept, whatever the tracker's components do. The switch itself is kept in the real store, so
+// off, the tracker's store drops every write (removals still go through: erasing keeps nothing
+// new) and its HTTP client refuses every request (pings and the configuration fetch alike), so
+// nothing leaves the device and nothing new is kept, whatever the tracker's components do. The switch itself is kept in the real store, so
 // it holds across launches; it is on unless the host turned it off.
 //
 // Every other service is the platform's own. Thread: any.
@@ -27,8 +27,6 @@ class CollectionGate : public Platform {
   bool enabled() const { return enabled_->load(); }
   // Stores the switch (durably) and applies it at once.
   void setEnabled(bool enabled);
-  // Removes `key` from the real store, whatever the switch: erasing is always allowed.
-  void erase(const std::string& key);
   bool synchronize();
 
   Clock& clock() override { return platform_->clock(); }

@@ -4,6 +4,7 @@
 #include "tracker/process_objects.h"
 #include "tracker/tracker_access.h"
 #include "tracker/tracker_internal.h"
+#include "zelvo/zv_capture_events.h"
 
 namespace zelvo {
 namespace {
@@ -57,7 +58,9 @@ std::shared_ptr<ZVTracker> ZVTracker::sharedTracker() {
   return processTracker();
 }
 
-std::shared_ptr<ZelvoConfig> ZelvoConfig::getInstance() { 
+// Defined here, not with the configuration: the process-wide configuration is the shared
+// tracker's own, fetched through that tracker's collection switch and logged through its gate.
+std::shared_ptr<ZelvoConfig> ZelvoConfig::getInstance() {
   return TrackerAccess::internal(*ZVTracker::sharedTracker()).configuration();
 }
 
@@ -66,6 +69,8 @@ void abandonProcessWideObjects() {
   new std::shared_ptr<ZVTracker>(std::move(processTracker()));
   new std::shared_ptr<Platform>(std::move(processPlatform()));
 }
+
+void ZVCaptureEvents::initializeEventsCapturing() { initializeEventsCapturing(*installedPlatform()); }
 
 std::string ZVTracker::getUserAgent() { return userAgentForModel(installedPlatform()->deviceInfo().modelName()); }
 

@@ -3,7 +3,7 @@
 #include <string>
 #include <vector>
 
-#include "common/certificate_authority.h"
+#include "tls_support/certificate_authority.h"
 #include "integration/temp_directory.h"
 
 namespace zelvo::integration {

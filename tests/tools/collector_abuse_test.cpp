@@ -10,7 +10,7 @@
 
 #include "collector/collector_server.h"
 #include "collector_test_client.h"
-#include "common/temp_directory.h"
+#include "tls_support/temp_directory.h"
 
 namespace zelvo::collector {
 namespace {

@@ -17,7 +17,7 @@
 #include "collector/collector_server.h"
 #include "collector/record_format.h"
 #include "collector/session_summary.h"
-#include "common/temp_directory.h"
+#include "tls_support/temp_directory.h"
 #include "demo/console.h"
 #include "demo/demo_platform.h"
 #include "demo/reader_session.h"

@@ -5,7 +5,7 @@
 #include <optional>
 #include <string>
 
-#include "zelvo/linux/curl_http_client.h"
+#include "zelvo/linux/curl_http_client_options.h"
 #include "zelvo/platform/http_client.h"
 
 namespace zelvo::linux_platform {

@@ -51,7 +51,7 @@ void LinuxPlatform::makeReachabilitySource(const Options& options) {
     loopbackEndpoint = parsed != nullptr && parsed->isLoopback();
   }
   reachability_ = portable::chooseReachabilitySource(options, loopbackEndpoint, *log_, configurationError_, [&] {
-    return std::make_shared<NetlinkReachabilitySource>(*runLoop_, *log_, io_);
+    return std::make_shared<NetlinkReachabilitySource>(*runLoop_, *log_, io_, executor_);
   });
 }
 

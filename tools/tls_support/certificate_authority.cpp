@@ -1,4 +1,4 @@
-#include "common/certificate_authority.h"
+#include "tls_support/certificate_authority.h"
 
 #include <openssl/bn.h>
 #include <openssl/pem.h>
