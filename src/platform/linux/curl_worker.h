@@ -10,7 +10,7 @@
 
 #include "platform/linux/curl_transfer.h"
 #include "platform/portable/io_thread.h"
-#include "zelvo/linux/curl_http_client_options.h"
+#include "zelvo/linux/curl_http_client.h"
 
 namespace zelvo::linux_platform {
 
