@@ -1,5 +1,8 @@
 #pragma once
 
+#include <optional>
+#include <string>
+
 #include "zelvo/portable/host_device_info.h"
 #include "zelvo/export.h"
 
@@ -13,6 +16,12 @@ namespace zelvo::linux_platform {
 class ZELVO_EXPORT LinuxDeviceInfo : public portable::HostDeviceInfo {
  public:
   LinuxDeviceInfo();
+
+  // HostDeviceInfo's, under the names libzelvo 1.0 exported for hosts built against it.
+  std::string modelName() const override;
+  std::optional<std::string> applicationIdentifier() const override;
+  void setModelName(std::string modelName);
+  void setApplicationIdentifier(std::optional<std::string> identifier);
 };
 
 }  // namespace zelvo::linux_platform

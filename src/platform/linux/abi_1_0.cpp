@@ -1,12 +1,13 @@
-// libzelvo.so.1 as 1.0 shipped it: ThreadRunLoop, ExternalRunLoop, ThreadExecutor, HostScreen
-// and AlwaysReachableSource were classes of zelvo::linux_platform, and a host built against
-// 1.0 calls them by those names (constructors, members, vtables, typeinfo). They now live in
+// libzelvo.so.1 as 1.0 shipped it: ThreadRunLoop, ExternalRunLoop, ThreadExecutor, HostScreen,
+// AlwaysReachableSource and SqliteStore were classes of zelvo::linux_platform, and a host built
+// against 1.0 calls them by those names (constructors, members, vtables, typeinfo). They now live in
 // zelvo::portable, and the headers at the old paths only alias them, so nothing compiled today
 // names these classes: they exist for the 1.x promise that a host built against 1.0 still
 // loads and runs. Each derives from its portable class without data of its own (the same
 // size and layout as in 1.0) and forwards every member that 1.0 exported, so the vtables and
 // typeinfo under the old names are emitted here. This file includes none of the aliasing
 // headers (and is kept out of unity builds) since the same names are classes here.
+#include <chrono>
 #include <cstddef>
 #include <functional>
 #include <memory>
@@ -18,6 +19,7 @@
 #include "zelvo/portable/always_reachable_source.h"
 #include "zelvo/portable/external_run_loop.h"
 #include "zelvo/portable/host_screen.h"
+#include "zelvo/portable/sqlite_store.h"
 #include "zelvo/portable/thread_executor.h"
 #include "zelvo/portable/thread_run_loop.h"
 
@@ -99,5 +101,30 @@ std::unique_ptr<ReachabilityTarget> AlwaysReachableSource::targetForAddress(cons
 std::unique_ptr<ReachabilityTarget> AlwaysReachableSource::targetForHostName(const std::string& hostName) {
   return portable::AlwaysReachableSource::targetForHostName(hostName);
 }
+
+// 1.0's constructor that took the platform's I/O thread is not kept: no host could make one.
+class ZELVO_EXPORT SqliteStore : public portable::SqliteStore {
+ public:
+  static std::optional<std::string> defaultPath(const std::string& applicationIdentifier);
+  SqliteStore(LogSink& log, std::optional<std::string> path, std::chrono::milliseconds writeDelay);
+  ~SqliteStore() override;
+  std::optional<Value> get(const std::string& key) const override;
+  void set(const std::string& key, Value value) override;
+  void remove(const std::string& key) override;
+  bool synchronize() override;
+  bool isPersistent() const;
+};
+
+std::optional<std::string> SqliteStore::defaultPath(const std::string& applicationIdentifier) {
+  return portable::SqliteStore::defaultPath(applicationIdentifier);
+}
+SqliteStore::SqliteStore(LogSink& log, std::optional<std::string> path, std::chrono::milliseconds writeDelay)
+    : portable::SqliteStore(log, std::move(path), writeDelay) {}
+SqliteStore::~SqliteStore() = default;
+std::optional<Value> SqliteStore::get(const std::string& key) const { return portable::SqliteStore::get(key); }
+void SqliteStore::set(const std::string& key, Value value) { portable::SqliteStore::set(key, std::move(value)); }
+void SqliteStore::remove(const std::string& key) { portable::SqliteStore::remove(key); }
+bool SqliteStore::synchronize() { return portable::SqliteStore::synchronize(); }
+bool SqliteStore::isPersistent() const { return portable::SqliteStore::isPersistent(); }
 
 }  // namespace zelvo::linux_platform

@@ -1,6 +1,7 @@
 #include "zelvo/linux/linux_device_info.h"
 
 #include <fstream>
+#include <utility>
 
 #include "platform/linux/executable_name.h"
 
@@ -24,5 +25,17 @@ std::optional<std::string> defaultApplicationIdentifier() {
 }  // namespace
 
 LinuxDeviceInfo::LinuxDeviceInfo() : HostDeviceInfo(defaultModelName(), defaultApplicationIdentifier()) {}
+
+// Hosts built against 1.0 allocate LinuxDeviceInfo (as LinuxPlatform's member) and call these
+// by this class's name: its size and these symbols are part of libzelvo.so.1.
+#if defined(__x86_64__) && defined(__GLIBCXX__)
+static_assert(sizeof(LinuxDeviceInfo) == 120, "LinuxDeviceInfo must keep the size of libzelvo 1.0");
+#endif
+std::string LinuxDeviceInfo::modelName() const { return HostDeviceInfo::modelName(); }
+std::optional<std::string> LinuxDeviceInfo::applicationIdentifier() const { return HostDeviceInfo::applicationIdentifier(); }
+void LinuxDeviceInfo::setModelName(std::string modelName) { HostDeviceInfo::setModelName(std::move(modelName)); }
+void LinuxDeviceInfo::setApplicationIdentifier(std::optional<std::string> identifier) {
+  HostDeviceInfo::setApplicationIdentifier(std::move(identifier));
+}
 
 }  // namespace zelvo::linux_platform
