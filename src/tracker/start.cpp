@@ -47,7 +47,8 @@ bool ZVTracker::startTrackerWithAccountID(uint32_t accountId, std::optional<std:
 
   if (in.schedule.startHeartbeat()) in.subscribeToNotifications();
 
-  in.identity.restoreUserToken();
+  // Awaiting consent, the reader gets no token yet: giving consent makes it.
+  if (!in.collection->awaitingConsent()) in.identity.restoreUserToken();
   in.status = 2;
 
   // The hook goes into the application's event dispatch once: installing it twice would

@@ -93,6 +93,9 @@ struct ZVTracker::Internal {
   // side effects on the platform). A decay ping is always first and has no last path.
   ZVPing::TrackArguments gatherPingArguments(bool isNew, bool fromDecay);
 
+  // The reader agreed: makes what was held back while consent was awaited (tracker/consent.cpp).
+  void beginCollectingWithConsent();
+
   // Lifecycle (tracker/lifecycle.cpp).
   void subscribeToNotifications();
   void stageStopTracker();

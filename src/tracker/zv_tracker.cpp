@@ -36,7 +36,8 @@ ZVTracker::~ZVTracker() {
 
 void ZVTracker::Internal::init() {
   reachability = ZVReachability::reachabilityForInternetConnection(*platform);
-  identity.updateUserReturnFrequency();
+  // Awaiting consent, this opening is recorded when the reader agrees.
+  if (!collection->awaitingConsent()) identity.updateUserReturnFrequency();
   engagement.loadEngagementWindow();
 
   NotificationCenter& center = platform->notificationCenter();

@@ -1,5 +1,6 @@
 /* The C API from C: the shared tracker against a collector (tests/bindings/with_collector.sh
-   checks what the collector saw), and the error codes of bad arguments. Built as C11 with
+   checks what the collector saw), consent asked first (a view tracked before the reader agrees
+   never reaches the collector), and the error codes of bad arguments. Built as C11 with
    -pedantic -Werror, which is also the check that zelvo.h is plain C. */
 #define _POSIX_C_SOURCE 200809L /* nanosleep */
 #include <stdatomic.h>
@@ -24,6 +25,20 @@ static void onOutcome(void* user_data, zelvo_ping_outcome outcome, int status_co
   if (outcome == ZELVO_PING_DELIVERED && status_code == 200 && strstr(url, "/ping?")) {
     atomic_fetch_add((atomic_int*)user_data, 1);
   }
+}
+
+static void sleepTenths(int tenths) {
+  const struct timespec tenth = {0, 100000000};
+  while (tenths-- > 0) nanosleep(&tenth, NULL);
+}
+
+static uint64_t pingsAttempted(zelvo_tracker* tracker) {
+  zelvo_status* status = NULL;
+  uint64_t count = 0;
+  EXPECT(zelvo_tracker_status(tracker, &status) == ZELVO_OK);
+  EXPECT(zelvo_status_counter(status, ZELVO_PINGS_ATTEMPTED, &count) == ZELVO_OK);
+  zelvo_status_free(status);
+  return count;
 }
 
 static void onLog(void* user_data, zelvo_log_severity severity, const char* line) {
@@ -89,9 +104,11 @@ int main(int argc, char** argv) {
   zelvo_platform* platform = NULL;
   zelvo_tracker* tracker = NULL;
   zelvo_view* article = NULL;
+  zelvo_view* waiting = NULL;
   zelvo_status* status = NULL;
+  zelvo_consent consent = ZELVO_CONSENT_GIVEN;
   uint64_t count = 0;
-  int tenths, enabled = 0;
+  int tenths, enabled = 0, required = 0;
   if (argc != 4) {
     fprintf(stderr, "usage: %s ENDPOINT CA_FILE STORE_FILE\n", argv[0]);
     return 2;
@@ -104,6 +121,7 @@ int main(int argc, char** argv) {
   EXPECT(zelvo_options_set_app_id(options, "com.example.capi") == ZELVO_OK);
   EXPECT(zelvo_options_set_model_name(options, "C test") == ZELVO_OK);
   EXPECT(zelvo_options_set_reachability(options, ZELVO_REACHABILITY_ALWAYS) == ZELVO_OK);
+  EXPECT(zelvo_options_set_consent_required(options, 1) == ZELVO_OK);
   EXPECT(zelvo_platform_new(options, &platform) == ZELVO_OK);
   zelvo_options_free(options);
   if (!platform) return 1;
@@ -124,25 +142,41 @@ int main(int argc, char** argv) {
   EXPECT(zelvo_tracker_collection_enabled(tracker, &enabled) == ZELVO_OK && enabled == 1);
   checkBadArguments(tracker, platform, &errorLines);
 
+  /* Until the reader agrees nothing is sent: a second of a view with input, at one ping a
+     second, and the collector never hears of it. */
+  EXPECT(zelvo_tracker_consent_required(tracker, &required) == ZELVO_OK && required == 1);
+  EXPECT(zelvo_tracker_consent_state(tracker, &consent) == ZELVO_OK && consent == ZELVO_CONSENT_UNKNOWN);
+  EXPECT(zelvo_view_new(0, &waiting) == ZELVO_OK);
+  EXPECT(zelvo_tracker_track_view(tracker, waiting, "/c-api/before-consent", NULL) == ZELVO_OK);
+  EXPECT(zelvo_tracker_send_input_event(tracker, ZELVO_INPUT_TOUCHES) == ZELVO_OK);
+  sleepTenths(15);
+  EXPECT(pingsAttempted(tracker) == 0 && atomic_load(&delivered) == 0);
+  zelvo_view_free(waiting);
+
   EXPECT(zelvo_view_new(1, &article) == ZELVO_OK);
   EXPECT(zelvo_view_set_bounds(article, 375, 667) == ZELVO_OK);
   EXPECT(zelvo_view_set_content_size(article, 375, 4000) == ZELVO_OK);
   EXPECT(zelvo_tracker_track_view(tracker, article, "/c-api/article", "C API") == ZELVO_OK);
+  EXPECT(zelvo_tracker_give_consent(tracker) == ZELVO_OK);
+  EXPECT(zelvo_tracker_consent_state(tracker, &consent) == ZELVO_OK && consent == ZELVO_CONSENT_GIVEN);
   EXPECT(zelvo_view_set_content_offset(article, 0, 1200) == ZELVO_OK); /* 2400 pixels at scale 2 */
   EXPECT(zelvo_tracker_send_input_event(tracker, ZELVO_INPUT_TOUCHES) == ZELVO_OK);
   EXPECT(zelvo_tracker_post_app_event(tracker, ZELVO_KEYBOARD_DID_SHOW) == ZELVO_OK);
 
-  /* The view's first ping, then one a second; the third carries the scroll depth. */
-  for (tenths = 0; tenths < 200 && atomic_load(&delivered) < 3; ++tenths) {
-    const struct timespec tenth = {0, 100000000};
-    nanosleep(&tenth, NULL);
-  }
+  /* Pings from the next second on, one a second; the third carries the scroll depth. */
+  for (tenths = 0; tenths < 200 && atomic_load(&delivered) < 3; ++tenths) sleepTenths(1);
   EXPECT(zelvo_tracker_set_ping_outcome_callback(tracker, NULL, NULL) == ZELVO_OK);
   EXPECT(zelvo_tracker_status(tracker, &status) == ZELVO_OK);
   EXPECT(zelvo_status_counter(status, ZELVO_PINGS_DELIVERED, &count) == ZELVO_OK);
   EXPECT(count >= 3 && count >= (uint64_t)atomic_load(&delivered));
   EXPECT(zelvo_status_counter(status, ZELVO_FAILED_CONNECTION, &count) == ZELVO_OK && count == 0);
   zelvo_status_free(status);
+  /* Refused: no request from now on, though the heartbeat goes on. */
+  EXPECT(zelvo_tracker_revoke_consent(tracker, 0) == ZELVO_OK);
+  EXPECT(zelvo_tracker_consent_state(tracker, &consent) == ZELVO_OK && consent == ZELVO_CONSENT_REVOKED);
+  count = pingsAttempted(tracker);
+  sleepTenths(15);
+  EXPECT(pingsAttempted(tracker) == count);
   EXPECT(zelvo_tracker_stop(tracker) == ZELVO_OK);
   zelvo_view_free(article);
   zelvo_tracker_free(tracker);

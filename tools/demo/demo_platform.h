@@ -35,6 +35,7 @@ class DemoPlatform : public Platform {
   Screen& screen() override { return linux_->screen(); }
   EventDispatch& eventDispatch() override { return linux_->eventDispatch(); }
   LogSink& logSink() override { return linux_->logSink(); }
+  bool consentRequired() const override { return linux_->consentRequired(); }
 
  private:
   std::unique_ptr<linux_platform::LinuxPlatform> linux_;

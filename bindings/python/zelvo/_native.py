@@ -85,6 +85,11 @@ _PROTOTYPES = {
     "zelvo_status_counter": (_int, [_handle, _int, ctypes.POINTER(ctypes.c_uint64)]),
     "zelvo_status_last_error": (_int, [_handle, ctypes.POINTER(ctypes.c_char_p)]),
     "zelvo_status_lock_out": (_int, [_handle, ctypes.POINTER(_int), ctypes.POINTER(_double)]),
+    "zelvo_options_set_consent_required": (_int, [_handle, _int]),
+    "zelvo_tracker_consent_required": (_int, [_handle, ctypes.POINTER(_int)]),
+    "zelvo_tracker_give_consent": (_int, [_handle]),
+    "zelvo_tracker_revoke_consent": (_int, [_handle, _int]),
+    "zelvo_tracker_consent_state": (_int, [_handle, ctypes.POINTER(_int)]),
 }
 
 

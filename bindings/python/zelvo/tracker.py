@@ -71,6 +71,13 @@ class PingOutcome(enum.IntEnum):
     SKIPPED_LOCKED_OUT = 9
 
 
+class Consent(enum.Enum):
+    """The reader's answer to the consent question, kept across launches."""
+    UNKNOWN = 0
+    GIVEN = 1
+    REVOKED = 2
+
+
 class Outcome(NamedTuple):
     """What became of one ping."""
     kind: PingOutcome
@@ -152,14 +159,15 @@ class Tracker:
 
     on_log, when given, receives (LogSeverity, line) from any of the library's threads;
     on_ping (a property) receives an Outcome per ping on the library's main thread.
-    Exceptions raised in either are printed and otherwise ignored.
+    Exceptions raised in either are printed and otherwise ignored. With consent_required,
+    nothing is stored or sent until give_consent() (the answer is kept across launches).
     """
 
     def __init__(self, account_id: int, *, app_id: Optional[str] = None, endpoint: Optional[str] = None,
                  ca_file: Optional[str] = None, store_path: Optional[str] = None,
                  model_name: Optional[str] = None, reachability: Reachability = Reachability.SYSTEM,
                  screen: Optional[Tuple[float, float, float]] = None,
-                 on_log: Optional[Callable[[LogSeverity, str], None]] = None):
+                 on_log: Optional[Callable[[LogSeverity, str], None]] = None, consent_required: bool = False):
         self._tracker = None
         self._platform = None
         self._on_ping = None
@@ -174,6 +182,8 @@ class Tracker:
                     name = "zelvo_options_set_" + setter
                     _check(getattr(lib, name)(options, _text(value)), name)
             _check(lib.zelvo_options_set_reachability(options, int(reachability)), "zelvo_options_set_reachability")
+            _check(lib.zelvo_options_set_consent_required(options, int(consent_required)),
+                   "zelvo_options_set_consent_required")
             if on_log is not None:
                 # Kept as long as the platform, which may log until close() has joined it.
                 self._log_callback = _native.LOG_CALLBACK(
@@ -291,6 +301,27 @@ class Tracker:
     @collection_enabled.setter
     def collection_enabled(self, enabled: bool) -> None:
         self._call("set_collection_enabled", int(enabled))
+
+    # Consent, when the tracker was made with consent_required: nothing is stored or sent
+    # until give_consent().
+    @property
+    def consent_required(self) -> bool:
+        required = ctypes.c_int()
+        self._call("consent_required", ctypes.byref(required))
+        return bool(required.value)
+
+    @property
+    def consent(self) -> Consent:
+        state = ctypes.c_int()
+        self._call("consent_state", ctypes.byref(state))
+        return Consent(state.value)
+
+    def give_consent(self) -> None:
+        self._call("give_consent")
+
+    def revoke_consent(self, erase: bool = False) -> None:
+        """Stops collecting at once; with erase, the reader's identity is forgotten too."""
+        self._call("revoke_consent", int(erase))
 
     # Ping outcomes.
     @property

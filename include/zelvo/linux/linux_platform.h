@@ -63,6 +63,9 @@ struct ZELVO_EXPORT LinuxPlatformOptions {
   // not given, the library runs a thread of its own as the main thread.
   std::shared_ptr<RunLoop> mainRunLoop;
   std::chrono::milliseconds storeWriteDelay = SqliteStore::kDefaultWriteDelay;
+  // Whether the reader must agree before anything is stored or sent (see
+  // ZVTracker::giveConsent()).
+  bool consentRequired = false;
 };
 
 // The real platform on Linux: curl for HTTPS, SQLite for the store, rtnetlink for
@@ -98,6 +101,7 @@ class ZELVO_EXPORT LinuxPlatform : public Platform {
   Screen& screen() override { return screen_; }
   EventDispatch& eventDispatch() override { return events_; }
   LogSink& logSink() override { return *log_; }
+  bool consentRequired() const override { return consentRequired_; }
 
   // Why the options cannot be used as given (a malformed endpoint, kHost without a source),
   // or nothing. Thread: any.
@@ -123,6 +127,7 @@ class ZELVO_EXPORT LinuxPlatform : public Platform {
   std::shared_ptr<RunLoop> runLoop_;
   ThreadExecutor executor_;
   std::shared_ptr<IoThread> io_;
+  const bool consentRequired_;
   std::unique_ptr<SqliteStore> store_;
   std::unique_ptr<CurlHttpClient> http_;
   std::shared_ptr<ReachabilitySource> reachability_;

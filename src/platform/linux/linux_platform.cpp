@@ -13,7 +13,8 @@ namespace zelvo::linux_platform {
 LinuxPlatform::LinuxPlatform(Options options)
     : log_(options.logSink ? std::move(options.logSink) : std::make_shared<StderrLogSink>()),
       runLoop_(options.mainRunLoop ? std::move(options.mainRunLoop) : std::make_shared<ThreadRunLoop>()),
-      io_(std::make_shared<IoThread>()) {
+      io_(std::make_shared<IoThread>()),
+      consentRequired_(options.consentRequired) {
   if (options.modelName) device_.setModelName(*options.modelName);
   if (options.applicationIdentifier) device_.setApplicationIdentifier(options.applicationIdentifier);
   std::optional<std::string> storePath = options.storePath;
