@@ -3,7 +3,20 @@
 #include "capi/handles.h"
 
 using zelvo::capi::act;
-using zelvo::capi::guarded;
+using zelvo::capi::readInto;
+
+namespace {
+
+zelvo_consent toC(zelvo::ConsentState state) {
+  switch (state) {
+    case zelvo::ConsentState::kGiven: return ZELVO_CONSENT_GIVEN;
+    case zelvo::ConsentState::kRevoked: return ZELVO_CONSENT_REVOKED;
+    case zelvo::ConsentState::kUnknown: break;
+  }
+  return ZELVO_CONSENT_UNKNOWN;
+}
+
+}  // namespace
 
 extern "C" {
 
@@ -12,11 +25,7 @@ zelvo_error zelvo_options_set_consent_required(zelvo_options* options, int requi
 }
 
 zelvo_error zelvo_tracker_consent_required(zelvo_tracker* tracker, int* out) {
-  return guarded([&] {
-    if (!tracker || !out) return ZELVO_ERROR_NULL_ARGUMENT;
-    *out = tracker->tracker->consentRequired() ? 1 : 0;
-    return ZELVO_OK;
-  });
+  return readInto(tracker, out, [](zelvo_tracker& t) { return t.tracker->consentRequired() ? 1 : 0; });
 }
 
 zelvo_error zelvo_tracker_give_consent(zelvo_tracker* tracker) {
@@ -28,15 +37,7 @@ zelvo_error zelvo_tracker_revoke_consent(zelvo_tracker* tracker, int erase_store
 }
 
 zelvo_error zelvo_tracker_consent_state(zelvo_tracker* tracker, zelvo_consent* out) {
-  return guarded([&] {
-    if (!tracker || !out) return ZELVO_ERROR_NULL_ARGUMENT;
-    switch (tracker->tracker->consentState()) {
-      case zelvo::ConsentState::kUnknown: *out = ZELVO_CONSENT_UNKNOWN; break;
-      case zelvo::ConsentState::kGiven: *out = ZELVO_CONSENT_GIVEN; break;
-      case zelvo::ConsentState::kRevoked: *out = ZELVO_CONSENT_REVOKED; break;
-    }
-    return ZELVO_OK;
-  });
+  return readInto(tracker, out, [](zelvo_tracker& t) { return toC(t.tracker->consentState()); });
 }
 
 }  // extern "C"

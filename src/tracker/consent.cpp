@@ -7,7 +7,11 @@ namespace zelvo {
 
 bool ZVTracker::consentRequired() const { return internal_->collection->consentRequired(); }
 
-ConsentState ZVTracker::consentState() const { return internal_->collection->consent(); }
+// Read on the main thread, like the other getters, so that it sees the answers the host gave
+// before it from any thread.
+ConsentState ZVTracker::consentState() const {
+  return readOnMainThread(internal_->platform->mainRunLoop(), [&] { return internal_->collection->consent(); });
+}
 
 void ZVTracker::giveConsent() {
   if (postedToMainThread(internal_->platform->mainRunLoop(), *this, &ZVTracker::giveConsent)) return;
