@@ -95,6 +95,8 @@ struct ZVTracker::Internal {
 
   // The reader agreed: makes what was held back while consent was awaited (tracker/consent.cpp).
   void beginCollectingWithConsent();
+  // The view on screen was tracked while consent was awaited, so its site visit is held back.
+  bool viewAwaitedConsent = false;
 
   // Lifecycle (tracker/lifecycle.cpp).
   void subscribeToNotifications();
