@@ -15,10 +15,10 @@ namespace {
 ZVPing::TrackArguments typicalArguments() {
   ZVPing::TrackArguments a;
   a.trackAccountID = 12345;
-  a.domain = "example.com";
-  a.subDomain = "news.example.com";
-  a.path = "/news/2026/03/budget talks";
-  a.title = "Budget talks: what changes & when";
+  a.page.domain = "example.com";
+  a.page.subDomain = "news.example.com";
+  a.page.viewId = "/news/2026/03/budget talks";
+  a.page.title = "Budget talks: what changes & when";
   a.userToken = "QUFFQ0F3UUZCZ2NJQ1";
   a.sessionToken = "QUFFQ0F3UUZCZ2NJQ1FvTERBME9Ed19f";
   a.dwellTime = 45;
@@ -27,14 +27,14 @@ ZVPing::TrackArguments typicalArguments() {
   a.scrollPosition = 2400.25;
   a.maxScrollPosition = 3100;
   a.lastPath = "/news";
-  a.authors = std::vector<std::string>{"Jane Doe"};
-  a.sections = std::vector<std::string>{"news", "politics"};
-  a.zones = std::vector<std::string>{};
-  a.appReferrer = "com.example.app";
-  a.userAgent = "Mozilla/5.0 (iPhone)";
+  a.page.authors = std::vector<std::string>{"Jane Doe"};
+  a.page.sections = std::vector<std::string>{"news", "politics"};
+  a.page.zones = std::vector<std::string>{};
+  a.page.appReferrer = "com.example.app";
+  a.page.userAgent = "Mozilla/5.0 (iPhone)";
   a.screenHeight = 1334.0f;
   a.screenWidth = 750.0f;
-  a.location = Location{52.520008, 13.404954};
+  a.page.location = Location{52.520008, 13.404954};
   a.frequency = "0001f";
   a.userRead = true;
   a.engagedSeconds = 21;

@@ -17,7 +17,7 @@
 #include <string>
 #include <vector>
 
-#include "common/temp_directory.h"
+#include "tls_support/temp_directory.h"
 #include "baseline_ratio.h"
 #include "platform/linux/url_acceptance.h"
 #include "zelvo/linux/external_run_loop.h"

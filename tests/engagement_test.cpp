@@ -1,7 +1,5 @@
 #include "tracker_fixture.h"
 
-#include <mutex>
-
 #include "engagement/engagement.h"
 #include "zelvo/constants.h"
 
@@ -11,9 +9,8 @@ namespace {
 // The component alone: grants, spending and resets.
 class EngagementComponentTest : public ::testing::Test {
  protected:
-  zelvo::testing::TestingPlatform platform{kStart};
-  std::recursive_mutex monitor;
-  Engagement engagement{platform, monitor};
+  zelvo::testing::MemoryStore store;
+  Engagement engagement{&store};
 };
 
 TEST_F(EngagementComponentTest, AGrantReplacesTheCreditAndEachSecondSpendsOne) {
@@ -44,7 +41,7 @@ TEST_F(EngagementComponentTest, AGrantReplacesTheCreditAndEachSecondSpendsOne) {
 // How the window follows the store and the configuration is in
 // tests/scenarios/engagement_window.jsonl; a stored zero is taken as it is.
 TEST_F(EngagementComponentTest, AStoredZeroWindowIsTakenAsItIs) {
-  platform.memoryStore().set(kZVEngagementWindowKey, Value(0));
+  store.set(kZVEngagementWindowKey, Value(0));
   engagement.loadEngagementWindow();
   EXPECT_EQ(engagement.engagementWindow(), 0u);
 }

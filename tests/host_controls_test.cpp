@@ -49,6 +49,25 @@ TEST_F(HostControlsTest, AfterAnEraseTheNextStartIsANewReader) {
   EXPECT_EQ(platform->memoryStore().get(kZVPersistenTokenKey), Value(*tracker->userToken()));
 }
 
+// Past the bound a value is refused at the door, before carrying it to the main thread would
+// copy it level by level.
+TEST_F(HostControlsTest, ValuesNestedPastTheBoundAreRefusedBySetters) {
+  const auto nested = [](int levels) {
+    Value value("leaf");
+    for (int i = 0; i < levels; ++i) value = Value(Value::Array{std::move(value)});
+    return value;
+  };
+  tracker->setIdSync(nested(Value::kMaxNesting));
+  tracker->setExtraParams(nested(Value::kMaxNesting));
+  tracker->setIdSync(nested(Value::kMaxNesting + 1));
+  tracker->setExtraParams(nested(Value::kMaxNesting + 1));
+  EXPECT_EQ(tracker->idSync(), nested(Value::kMaxNesting));
+  EXPECT_EQ(tracker->extraParams(), nested(Value::kMaxNesting));
+  for (const char* setter : {"setIdSync", "setExtraParams"}) {
+    EXPECT_EQ(platform->log().count("[ZV]:Ignoring " + std::string(setter) + ": the value nests deeper than 64 levels"), 1u);
+  }
+}
+
 TEST_F(HostControlsTest, PingsSkippedOfflineAreCountedAndReportedOnTheMainThread) {
   std::vector<ZVPingOutcome> outcomes;
   tracker->setPingOutcomeCallback([&](const ZVPingOutcome& outcome) { outcomes.push_back(outcome); });

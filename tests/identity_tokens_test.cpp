@@ -60,7 +60,7 @@ class IdentityTest : public ::testing::Test {
  protected:
   // The token a fresh identity over the same store starts with (the application restarted).
   std::optional<std::string> restoredToken() {
-    Identity identity(platform, gate);
+    Identity identity(platform.store(), platform.clock(), platform.calendar(), platform.uuidSource(), gate);
     identity.restoreUserToken();
     return identity.userToken();
   }

@@ -50,7 +50,7 @@ const Keys kFullPing = {"n", "i", "g0", "g1", "g2", "w", "S", "lg", "lt", "V"};
 TEST(PingParametersTest, KeysAndTheirOrder) {
   Arguments a = test::typicalPingArguments();
   a.siteVisitDepth = 0;  // no visit keys without a depth
-  a.idSync = Value(Value::Dictionary{{"a", Value("b")}});
+  a.page.idSync = Value(Value::Dictionary{{"a", Value("b")}});
   EXPECT_EQ(keysOf(build(a, false)), kEveryPing);
 
   // The app referrer goes out once, on the first full ping; later full pings carry the last path.
@@ -60,12 +60,12 @@ TEST(PingParametersTest, KeysAndTheirOrder) {
   EXPECT_EQ(keysOf(buildParameters(a, true, referrerSent, nullptr)), kEveryPing + kFullPing + Keys({"v", "D", "_s"}));
   a.lastPath = "";
   a.previousSessionToken.reset();
-  a.idSync = Value(Value::Dictionary{});  // an empty dictionary sends nothing
+  a.page.idSync = Value(Value::Dictionary{});  // an empty dictionary sends nothing
   EXPECT_EQ(keysOf(buildParameters(a, true, referrerSent, nullptr)), kEveryPing + kFullPing);
 
   a.siteVisitDepth = 5000000000LL;
   a.siteVisitReferrer.reset();
-  a.subscriptionState = "paid user";
+  a.page.subscriptionState = "paid user";
   PingParameters p = build(a, false);
   EXPECT_EQ(keysOf(p), kEveryPing + Keys({"sd", "sr", "sv", "_acct"}));
   EXPECT_EQ(valueOf(p, "sd"), "5000000000");
@@ -104,14 +104,14 @@ TEST(PingParametersTest, ValuesAtTheEdges) {
       {[](Arguments& a) { a.scrollPosition = 4294967296.0; }, "x", "-1"}, {[&](Arguments& a) { a.scrollPosition = inf; }, "x", "-1"},
       {[](Arguments& a) { a.screenHeight = 1334.9f; }, "w", "1334"}, {[](Arguments& a) { a.screenWidth = -1.0f; }, "S", "0"},
       // Texts are escaped, lists joined with bare commas; the visit's referrer deliberately not.
-      {[](Arguments& a) { a.title = "Hello & goodbye?"; }, "i", "Hello%20%26%20goodbye%3F"},
-      {[](Arguments& a) { a.sections = std::vector<std::string>{"a b", "c,d"}; }, "g0", "a%20b,c%2Cd"},
-      {[](Arguments& a) { a.authors = std::vector<std::string>{"", "x", ""}; }, "g1", ",x,"},
-      {[](Arguments& a) { a.authors.reset(); }, "g1", ""},
-      {[](Arguments& a) { a.appReferrer = "push/?id=a b"; }, "r", "push/%3Fid%3Da%20b"},
+      {[](Arguments& a) { a.page.title = "Hello & goodbye?"; }, "i", "Hello%20%26%20goodbye%3F"},
+      {[](Arguments& a) { a.page.sections = std::vector<std::string>{"a b", "c,d"}; }, "g0", "a%20b,c%2Cd"},
+      {[](Arguments& a) { a.page.authors = std::vector<std::string>{"", "x", ""}; }, "g1", ",x,"},
+      {[](Arguments& a) { a.page.authors.reset(); }, "g1", ""},
+      {[](Arguments& a) { a.page.appReferrer = "push/?id=a b"; }, "r", "push/%3Fid%3Da%20b"},
       {[](Arguments& a) { a.siteVisitReferrer = "push/?id=a b"; }, "sr", "push/?id=a b"},
-      {[](Arguments& a) { a.location = Location{52.52, 13.405}; }, "lg", "13.405000"},
-      {[](Arguments& a) { a.location = Location{52.52, 13.405}; }, "lt", "52.520000"},
+      {[](Arguments& a) { a.page.location = Location{52.52, 13.405}; }, "lg", "13.405000"},
+      {[](Arguments& a) { a.page.location = Location{52.52, 13.405}; }, "lt", "52.520000"},
       {[](Arguments& a) { a.new_ = true; }, "n", "1"},
   };
   for (const Case& c : cases) {
@@ -123,7 +123,7 @@ TEST(PingParametersTest, ValuesAtTheEdges) {
 
 TEST(PingParametersTest, IdentitySyncIsJsonThenEscaped) {
   Arguments a = test::typicalPingArguments();
-  a.idSync = Value(Value::Dictionary{{"z", Value(1)}, {"a", Value(Value::Array{Value(true), Value()})}});
+  a.page.idSync = Value(Value::Dictionary{{"z", Value(1)}, {"a", Value(Value::Array{Value(true), Value()})}});
   EXPECT_EQ(valueOf(build(a, true), "_s"), "%7B%22a%22%3A%5Btrue%2Cnull%5D%2C%22z%22%3A1%7D");
 }
 
@@ -158,7 +158,7 @@ TEST(PingParametersTest, IdentitySyncThatIsNotJsonSendsEmptyAndLogsTwoLines) {
     sink.clear();
     Arguments a = test::typicalPingArguments();
     const Value sync(Value::Dictionary{{"k", Value(Value::Array{c.bad})}});
-    a.idSync = sync;
+    a.page.idSync = sync;
     EXPECT_EQ(valueOf(build(a, true, &gate), "_s"), "");
     std::vector<std::string> lines = sink.lines();
     ASSERT_EQ(lines.size(), 2u);
@@ -197,7 +197,7 @@ TEST(PingParametersTest, NumbersUseAPointUnderADecimalCommaLocale) {
   }
   Arguments a = test::typicalPingArguments();
   a.dwellTime = 15;
-  a.location = Location{52.52, 13.405};
+  a.page.location = Location{52.52, 13.405};
   a.trackAccountID = 1234567;
   PingParameters p = build(a, true);
   const std::string own = formatPosix("%.1f", 0.5);

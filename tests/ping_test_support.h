@@ -8,10 +8,10 @@ namespace zelvo::test {
 inline ZVPing::TrackArguments typicalPingArguments() {
   ZVPing::TrackArguments a;
   a.trackAccountID = 12345;
-  a.domain = "example.com";
-  a.subDomain = "news.example.com";
-  a.path = "/news/today";
-  a.title = "Today";
+  a.page.domain = "example.com";
+  a.page.subDomain = "news.example.com";
+  a.page.viewId = "/news/today";
+  a.page.title = "Today";
   a.decay = 0;
   a.userToken = "QUFFQ0F3UUZCZ2NJQ1";
   a.sessionToken = "QUFFQ0F3UUZCZ2NJQ1FvTERBME9Ed19f";
@@ -21,12 +21,12 @@ inline ZVPing::TrackArguments typicalPingArguments() {
   a.scrollPosition = 1200.0;
   a.maxScrollPosition = 1500;
   a.lastPath = "/news/yesterday";
-  a.authors = std::vector<std::string>{"Jane Doe"};
-  a.sections = std::vector<std::string>{"news", "world"};
-  a.zones = std::vector<std::string>{};
-  a.appReferrer = "com.example.app";
-  a.appid = "com.example.app";
-  a.userAgent = "Mozilla/5.0 (iPhone)";
+  a.page.authors = std::vector<std::string>{"Jane Doe"};
+  a.page.sections = std::vector<std::string>{"news", "world"};
+  a.page.zones = std::vector<std::string>{};
+  a.page.appReferrer = "com.example.app";
+  a.page.appid = "com.example.app";
+  a.page.userAgent = "Mozilla/5.0 (iPhone)";
   a.screenHeight = 1334.0f;
   a.screenWidth = 750.0f;
   a.frequency = "00001";

@@ -7,8 +7,10 @@
 #include <atomic>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
+#include "ping/ping_status.h"
 #include "ping/zv_ping.h"
 #include "ping_test_support.h"
 #include "zelvo/constants.h"
@@ -85,12 +87,67 @@ TEST_F(PingTransportTest, A503DuringALockOutMovesItsEndAndTheErrorMarkWaitsForTh
   EXPECT_FALSE(ping_->lastWasError());
 }
 
-TEST_F(PingTransportTest, AnswersToAReleasedPingObjectAreIgnored) {
+// The counters that are not zero, "attempted 4, resent 3, rejected 1".
+std::string counts(const ZVStatus& status) {
+  std::string text;
+  for (const auto& [name, count] : {std::pair{"attempted", status.pingsAttempted}, {"delivered", status.pingsDelivered},
+                                    {"resent", status.pingsResent}, {"over capacity", status.failedOverCapacity},
+                                    {"rejected", status.failedRejected}, {"connection", status.failedConnection},
+                                    {"tls", status.failedTls}, {"timeout", status.failedTimeout},
+                                    {"other", status.failedOther}, {"busy", status.skippedBusy}}) {
+    if (count != 0) text += (text.empty() ? "" : ", ") + std::string(name) + " " + std::to_string(count);
+  }
+  return text;
+}
+
+// Every request started ends in exactly one outcome: the attempts add up.
+TEST_F(PingTransportTest, EveryAttemptEndsInExactlyOneOutcome) {
+  const struct {
+    const char* what;
+    std::vector<ScriptedHttpClient::Answer> answers;
+    const char* counted;
+  } cases[] = {
+      {"500 to the ping and every resend", std::vector(4, ScriptedHttpClient::Answer::withStatus(500)),
+       "attempted 4, resent 3, rejected 1"},
+      {"202, then 200", {ScriptedHttpClient::Answer::withStatus(202), ScriptedHttpClient::Answer::withStatus(200)},
+       "attempted 2, delivered 1, resent 1"},
+      {"no answer", {ScriptedHttpClient::Answer::error()}, "attempted 1, other 1"},
+  };
+  for (const auto& row : cases) {
+    ping_ = std::make_shared<ZVPing>(platform_, gate_);
+    for (const auto& answer : row.answers) http().enqueue(answer);
+    track(true);
+    http().deliverPending();
+    EXPECT_EQ(counts(ping_->status().snapshot()), row.counted) << row.what;
+  }
+}
+
+// A slow server cannot make pings pile up: past the bound, each is skipped and counted.
+TEST_F(PingTransportTest, PingsBeyondTheBoundInFlightAreSkippedAsBusy) {
+  http().setDefaultAnswer(ScriptedHttpClient::Answer::withStatus(200));
+  for (uint32_t i = 0; i < PingStatus::kMaxPingsInFlight + 4; ++i) {
+    arguments_.dwellTime = i;
+    track();
+  }
+  EXPECT_EQ(http().requestCount(), PingStatus::kMaxPingsInFlight);
+  EXPECT_EQ(counts(ping_->status().snapshot()), "attempted " + std::to_string(PingStatus::kMaxPingsInFlight) + ", busy 4");
+  http().deliverPending();
+  EXPECT_EQ(track(), 1u);
+  http().deliverPending();
+  const std::string more = std::to_string(PingStatus::kMaxPingsInFlight + 1);
+  EXPECT_EQ(counts(ping_->status().snapshot()), "attempted " + more + ", delivered " + more + ", busy 4");
+}
+
+// A newer start replaced the object: its answers are counted, and nothing more (no resend).
+TEST_F(PingTransportTest, AnswersToAReleasedPingObjectAreCountedOnly) {
+  auto status = std::make_shared<PingStatus>(platform_->mainRunLoop());
+  ping_ = std::make_shared<ZVPing>(platform_, gate_, status);
   http().enqueueStatuses({500});
   track(true);
   ping_.reset();
   EXPECT_EQ(http().deliverPending(), 1u);
   EXPECT_EQ(http().requestCount(), 1u);
+  EXPECT_EQ(counts(status->snapshot()), "attempted 1, rejected 1");
 }
 
 TEST_F(PingTransportTest, AUrlThatIsNotValidIsDroppedAndLogged) {
@@ -114,8 +171,8 @@ TEST_F(PingTransportTest, KeepsOnlyTheNewestRecordsAndStillResendsThem) {
   for (uint32_t i = 0; i < ZVPing::kMaxPreviousRequests + 6; ++i) {
     arguments_.dwellTime = i;  // a distinct URL per ping
     track();
+    http().deliverPending();
   }
-  http().deliverPending();
   EXPECT_EQ(ping_->previousRequestCount(), ZVPing::kMaxPreviousRequests);
   EXPECT_FALSE(ping_->previousRequest(url(5)));
   ASSERT_TRUE(ping_->previousRequest(url(6)));

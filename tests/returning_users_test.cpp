@@ -25,7 +25,7 @@ class ReturningUsersTest : public ::testing::Test {
   }
   std::shared_ptr<zelvo::testing::TestingPlatform> platform = std::make_shared<zelvo::testing::TestingPlatform>(kStart);
   LogGate gate{platform->logSink()};
-  Identity identity{*platform, gate};
+  Identity identity{platform->store(), platform->clock(), platform->calendar(), platform->uuidSource(), gate};
 };
 
 TEST_F(ReturningUsersTest, TheFirstRunKnowsOnlyTodayAndAddsItOnce) {

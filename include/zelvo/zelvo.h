@@ -7,7 +7,8 @@
  *
  * Stability: from version 1.0 on this API only grows. Functions, enumerators and handle types
  * are added, never changed nor removed, and enumerators keep their values, so a program built
- * against an older header runs against a newer libzelvo.so.1.
+ * against an older header runs against a newer libzelvo.so.1. The package check compares the
+ * library's ABI with the one recorded in abi/ and fails on anything removed or changed.
  *
  * Conventions:
  *  - Every handle is opaque and made by a zelvo_..._new (or zelvo_tracker_shared) call; each
@@ -49,7 +50,8 @@ typedef enum zelvo_error {
   /** The platform cannot be made from these options (an endpoint that is not an https URL);
      the reason is logged at error severity. */
   ZELVO_ERROR_BAD_OPTIONS = 4,
-  /** zelvo_platform_install: the process-wide tracker already runs on another platform. */
+  /** zelvo_platform_install: the process-wide tracker already runs on another platform.
+     zelvo_http_request_*: the request is already completed, or its platform is gone. */
   ZELVO_ERROR_REFUSED = 5,
   ZELVO_ERROR_OUT_OF_MEMORY = 6,
   /** An unexpected failure inside the library. */
@@ -61,7 +63,7 @@ ZELVO_EXPORT const char* zelvo_error_text(zelvo_error error);
 /** The version of the library loaded, "MAJOR.MINOR.PATCH"; static text. */
 ZELVO_EXPORT const char* zelvo_version(void);
 
-/* ---- Platform: the Linux services the tracker runs on ----------------------------------- */
+/* ---- Platform: the operating system's services the tracker runs on ---------------------- */
 
 typedef struct zelvo_options zelvo_options;
 typedef struct zelvo_platform zelvo_platform;
@@ -233,7 +235,8 @@ typedef enum zelvo_ping_outcome {
   ZELVO_PING_TIMED_OUT = 6,
   ZELVO_PING_FAILED = 7,             /* no answer for another reason */
   ZELVO_PING_SKIPPED_OFFLINE = 8,    /* not sent: the network was unreachable */
-  ZELVO_PING_SKIPPED_LOCKED_OUT = 9  /* not sent: the service asked for a pause */
+  ZELVO_PING_SKIPPED_LOCKED_OUT = 9, /* not sent: the service asked for a pause */
+  ZELVO_PING_SKIPPED_BUSY = 10       /* not sent: 64 pings were already waiting for answers */
 } zelvo_ping_outcome;
 
 /** One ping's outcome, on the library's main thread. `url` is the ping's URL ("" when
@@ -260,7 +263,8 @@ typedef enum zelvo_counter {
   ZELVO_FAILED_TIMEOUT = 7,
   ZELVO_FAILED_OTHER = 8,
   ZELVO_SKIPPED_OFFLINE = 9,
-  ZELVO_SKIPPED_LOCKED_OUT = 10
+  ZELVO_SKIPPED_LOCKED_OUT = 10,
+  ZELVO_SKIPPED_BUSY = 11
 } zelvo_counter;
 
 ZELVO_EXPORT zelvo_error zelvo_tracker_status(zelvo_tracker* tracker, zelvo_status** out);
@@ -271,6 +275,50 @@ ZELVO_EXPORT zelvo_error zelvo_status_last_error(const zelvo_status* status, con
 /** While locked out: *locked_out 1 and *end the lock-out's end in seconds since
    2001-01-01T00:00:00Z; otherwise *locked_out 0 and *end 0. */
 ZELVO_EXPORT zelvo_error zelvo_status_lock_out(const zelvo_status* status, int* locked_out, double* end);
+
+/* ---- Transports: proxies, timeouts and the host's own HTTP client ------------------------ */
+
+/** curl's proxy ("http://proxy:3128", "socks5h://127.0.0.1:1080"). Not set: the environment's
+   https_proxy and no_proxy apply; "": no proxy at all, whatever the environment says. */
+ZELVO_EXPORT zelvo_error zelvo_options_set_proxy(zelvo_options* options, const char* proxy);
+/** The limit of each whole request in seconds, instead of the library's (5 for a ping, 60 for
+   the configuration); a value not above 0 (or NaN) gives ZELVO_ERROR_INVALID_ARGUMENT. */
+ZELVO_EXPORT zelvo_error zelvo_options_set_request_timeout(zelvo_options* options, double seconds);
+/** The limit of the connection phase alone in seconds (curl's default: 300); as above. */
+ZELVO_EXPORT zelvo_error zelvo_options_set_connect_timeout(zelvo_options* options, double seconds);
+
+/** One request of the library for the host's handler to send: a GET of an https URL. */
+typedef struct zelvo_http_request zelvo_http_request;
+/** Called for every request (pings and the configuration), on a thread of the library's,
+   possibly several at once. The host sends it its own way and ends it with exactly one
+   zelvo_http_request_complete or zelvo_http_request_fail, from any thread, inside this call
+   or later; that frees the request. A request the platform still holds when it goes away is
+   failed by the library; the host's later call is then refused. */
+typedef void (*zelvo_http_handler)(void* user_data, zelvo_http_request* request);
+/** Hands every request to `handler` instead of curl: with a handler the library opens no
+   socket of its own (ZELVO_REACHABILITY_SYSTEM then counts as ALWAYS: no routes are asked),
+   and the proxy, timeouts and CA file above are the host's business (the endpoint still
+   applies: the request's URL is already on it). NULL returns to curl. */
+ZELVO_EXPORT zelvo_error zelvo_options_set_http_handler(zelvo_options* options, zelvo_http_handler handler,
+                                                        void* user_data);
+/** The URL to GET; valid until the request is completed. */
+ZELVO_EXPORT zelvo_error zelvo_http_request_url(const zelvo_http_request* request, const char** out);
+/** The value of the request header `name` (compared without case: "User-Agent",
+   "Cache-Control", "Pragma"), or NULL when the request has none; valid until completion. */
+ZELVO_EXPORT zelvo_error zelvo_http_request_header(const zelvo_http_request* request, const char* name,
+                                                   const char** out);
+/** The server answered `status_code` (any status; the library judges it) with `length` bytes
+   of `body` (NULL with 0 for none; the library reads the body of the configuration only).
+   A redirect is an answer, not to be followed. */
+ZELVO_EXPORT zelvo_error zelvo_http_request_complete(zelvo_http_request* request, int status_code, const char* body,
+                                                     size_t length);
+/** No answer: `kind` is ZELVO_PING_CONNECTION_FAILED (server or proxy unreachable, hung up),
+   ZELVO_PING_TLS_FAILED (the handshake failed; an untrusted certificate or one for another
+   name), ZELVO_PING_TIMED_OUT or ZELVO_PING_FAILED (anything else); `error` says what, in
+   words (NULL: none). Another kind gives ZELVO_ERROR_INVALID_ARGUMENT and leaves the request
+   open. */
+ZELVO_EXPORT zelvo_error zelvo_http_request_fail(zelvo_http_request* request, zelvo_ping_outcome kind,
+                                                 const char* error);
 
 #ifdef __cplusplus
 }

@@ -9,19 +9,22 @@
 
 namespace zelvo {
 
-// What became of one ping: an answer, no answer, or no request at all.
+// What became of one ping: an answer, no answer, or no request at all. Every request started
+// (counted in pingsAttempted) ends in exactly one outcome of the first eight kinds.
 struct ZELVO_EXPORT ZVPingOutcome {
   enum class Kind {
     kDelivered,         // answered 200
     kResent,            // answered 202 or 500: sent again (at most three times in all)
     kOverCapacity,      // answered 503: no ping until the lock-out ends
-    kRejected,          // answered with another status: the next ping is a full one
+    kRejected,          // answered with another status (the next ping is a full one), or
+                        // 202 or 500 to the last resend
     kConnectionFailed,  // no answer: the server or proxy could not be reached
     kTlsFailed,         // no answer: the TLS handshake failed (e.g. an untrusted certificate)
     kTimedOut,          // no answer within the request's time limit
     kFailed,            // no answer for another reason, or the request was refused unsent
     kSkippedOffline,    // not sent: the network counted as unreachable
     kSkippedLockedOut,  // not sent: the service asked for a pause (503)
+    kSkippedBusy,       // not sent: 64 pings were already waiting for their answers
   };
   Kind kind = Kind::kDelivered;
   // The ping's URL as the library made it (on its own hosts, even when the platform sends it
@@ -46,6 +49,7 @@ struct ZELVO_EXPORT ZVStatus {
   uint64_t failedOther = 0;
   uint64_t skippedOffline = 0;
   uint64_t skippedLockedOut = 0;
+  uint64_t skippedBusy = 0;
   // While locked out: when the lock-out ends, in seconds since 2001-01-01T00:00:00Z.
   std::optional<double> lockOutEnd;
   // The latest failure in words ("" before the first).

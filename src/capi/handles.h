@@ -2,8 +2,8 @@
 
 #include <memory>
 
-#include "zelvo/linux/linux_platform.h"
 #include "zelvo/platform/view.h"
+#include "zelvo/portable/host_platform.h"
 #include "zelvo/zelvo.h"
 #include "zelvo/zv_status.h"
 #include "zelvo/zv_tracker.h"
@@ -12,11 +12,14 @@
 // own, so that a handle is as thread-safe as the object behind it.
 
 struct zelvo_options {
-  zelvo::linux_platform::LinuxPlatformOptions options;
+  zelvo::portable::HostPlatformOptions options;
+  // The host's transport: each platform made from these options gets a client of its own.
+  zelvo_http_handler httpHandler = nullptr;
+  void* httpHandlerData = nullptr;
 };
 
 struct zelvo_platform {
-  std::shared_ptr<zelvo::linux_platform::LinuxPlatform> platform;
+  std::shared_ptr<zelvo::portable::HostPlatform> platform;
 };
 
 struct zelvo_view {

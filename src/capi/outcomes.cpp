@@ -19,6 +19,7 @@ zelvo_ping_outcome toC(Kind kind) {
     case Kind::kFailed: return ZELVO_PING_FAILED;
     case Kind::kSkippedOffline: return ZELVO_PING_SKIPPED_OFFLINE;
     case Kind::kSkippedLockedOut: return ZELVO_PING_SKIPPED_LOCKED_OUT;
+    case Kind::kSkippedBusy: return ZELVO_PING_SKIPPED_BUSY;
   }
   return ZELVO_PING_FAILED;
 }
@@ -70,6 +71,7 @@ zelvo_error zelvo_status_counter(const zelvo_status* status, zelvo_counter count
     case ZELVO_FAILED_OTHER: *out = s.failedOther; return ZELVO_OK;
     case ZELVO_SKIPPED_OFFLINE: *out = s.skippedOffline; return ZELVO_OK;
     case ZELVO_SKIPPED_LOCKED_OUT: *out = s.skippedLockedOut; return ZELVO_OK;
+    case ZELVO_SKIPPED_BUSY: *out = s.skippedBusy; return ZELVO_OK;
   }
   return ZELVO_ERROR_INVALID_ARGUMENT;
 }

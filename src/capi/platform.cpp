@@ -1,13 +1,19 @@
-// The C API's platform: the Linux platform's options, the platform and its installation.
+// The C API's platform: the host platform's options, the platform and its installation.
+#include <algorithm>
+#include <chrono>
+#include <cmath>
 #include <memory>
+#include <optional>
 
 #include "capi/arguments.h"
 #include "capi/handles.h"
+#include "capi/http_handler.h"
 #include "capi/log_callback.h"
 
 using zelvo::capi::guarded;
 using zelvo::capi::setText;
-using Options = zelvo::linux_platform::LinuxPlatformOptions;
+using zelvo::portable::ReachabilityChoice;
+using Options = zelvo::portable::HostPlatformOptions;
 
 extern "C" {
 
@@ -40,10 +46,10 @@ zelvo_error zelvo_options_set_reachability(zelvo_options* options, zelvo_reachab
   if (!options) return ZELVO_ERROR_NULL_ARGUMENT;
   switch (zelvo::capi::fromC(choice)) {
     case ZELVO_REACHABILITY_SYSTEM:
-      options->options.reachability = zelvo::linux_platform::ReachabilityChoice::kSystem;
+      options->options.reachability = ReachabilityChoice::kSystem;
       return ZELVO_OK;
     case ZELVO_REACHABILITY_ALWAYS:
-      options->options.reachability = zelvo::linux_platform::ReachabilityChoice::kAlwaysReachable;
+      options->options.reachability = ReachabilityChoice::kAlwaysReachable;
       return ZELVO_OK;
   }
   return ZELVO_ERROR_INVALID_ARGUMENT;
@@ -58,10 +64,58 @@ zelvo_error zelvo_options_set_log_callback(zelvo_options* options, zelvo_log_cal
   });
 }
 
+namespace {
+
+// Whole milliseconds, at least one, at most a day: curl reads 0 as "no limit".
+std::optional<std::chrono::milliseconds> limitOf(double seconds) {
+  if (!(seconds > 0.0)) return std::nullopt;  // also NaN
+  return std::chrono::milliseconds(std::max(1LL, std::llround(std::fmin(seconds, 86400.0) * 1000.0)));
+}
+
+zelvo_error setLimit(zelvo_options* options, double seconds, std::optional<std::chrono::milliseconds> Options::*field) {
+  if (!options) return ZELVO_ERROR_NULL_ARGUMENT;
+  const std::optional<std::chrono::milliseconds> limit = limitOf(seconds);
+  if (!limit) return ZELVO_ERROR_INVALID_ARGUMENT;
+  options->options.*field = limit;
+  return ZELVO_OK;
+}
+
+}  // namespace
+
+zelvo_error zelvo_options_set_proxy(zelvo_options* options, const char* proxy) {
+  return setText(options, proxy, [](zelvo_options& o, auto value) { o.options.proxy = std::move(value); });
+}
+
+zelvo_error zelvo_options_set_request_timeout(zelvo_options* options, double seconds) {
+  return setLimit(options, seconds, &Options::requestTimeout);
+}
+
+zelvo_error zelvo_options_set_connect_timeout(zelvo_options* options, double seconds) {
+  return setLimit(options, seconds, &Options::connectTimeout);
+}
+
+zelvo_error zelvo_options_set_http_handler(zelvo_options* options, zelvo_http_handler handler, void* user_data) {
+  if (!options) return ZELVO_ERROR_NULL_ARGUMENT;
+  options->httpHandler = handler;
+  options->httpHandlerData = user_data;
+  return ZELVO_OK;
+}
+
 zelvo_error zelvo_platform_new(const zelvo_options* options, zelvo_platform** out) {
   return guarded([&] {
     if (!options || !out) return ZELVO_ERROR_NULL_ARGUMENT;
-    auto platform = std::make_shared<zelvo::linux_platform::LinuxPlatform>(options->options);
+    Options platformOptions = options->options;
+    if (options->httpHandler) {
+      platformOptions.httpClient =
+          std::make_shared<zelvo::capi::HandlerHttpClient>(options->httpHandler, options->httpHandlerData);
+      // The host's transport knows its way out; asking the system's view of the network would
+      // take sockets of the library's own (on Linux rtnetlink and a UDP probe), which a
+      // handler promises not to open.
+      if (platformOptions.reachability == ReachabilityChoice::kSystem) {
+        platformOptions.reachability = ReachabilityChoice::kAlwaysReachable;
+      }
+    }
+    auto platform = zelvo::makeHostPlatform(std::move(platformOptions));
     // The platform has logged why; a host would otherwise get one that never sends anything.
     if (platform->configurationError()) return ZELVO_ERROR_BAD_OPTIONS;
     *out = new zelvo_platform{std::move(platform)};

@@ -1,11 +1,8 @@
 #include "zelvo/zv_capture_events.h"
 
 #include "engagement/capture_events.h"
-#include "zelvo/zv_tracker.h"
 
 namespace zelvo {
-
-void ZVCaptureEvents::initializeEventsCapturing() { initializeEventsCapturing(*installedPlatform()); }
 
 void ZVCaptureEvents::initializeEventsCapturing(Platform& platform) {
   // Only touches count: the dispatch does not even call the hook for the other kinds.

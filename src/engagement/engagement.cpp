@@ -4,11 +4,9 @@
 
 namespace zelvo {
 
-Engagement::Engagement(Platform& platform, std::recursive_mutex& monitor) : platform_(platform), monitor_(monitor) {}
-
 void Engagement::loadEngagementWindow() {
   std::optional<Value> stored;
-  if (KeyValueStore* store = platform_.store()) stored = store->get(kZVEngagementWindowKey);
+  if (store_) stored = store_->get(kZVEngagementWindowKey);
   engagementWindow_ = stored ? stored->unsignedIntValue() : static_cast<uint32_t>(kZVDefaultEngagementWindow);
 }
 
@@ -20,9 +18,9 @@ void Engagement::updateEngagementWindow(const std::shared_ptr<const Value>& conf
   if (seconds == 0) return;
   engagementWindow_ = seconds;
   // The number is kept as it came (7.9 stays 7.9); the next launch reads its whole part.
-  if (KeyValueStore* store = platform_.store()) {
-    store->set(kZVEngagementWindowKey, *window);
-    store->synchronize();
+  if (store_) {
+    store_->set(kZVEngagementWindowKey, *window);
+    store_->synchronize();
   }
 }
 
@@ -45,7 +43,6 @@ void Engagement::countEngagedSecond() {
 }
 
 void Engagement::resetPerPingEngagementMetrics() {
-  std::lock_guard lock(monitor_);
   userWroteSinceLastPing_ = false;
   userReadSinceLastPing_ = false;
   // The remaining credit carries over into the next period.
@@ -53,7 +50,6 @@ void Engagement::resetPerPingEngagementMetrics() {
 }
 
 void Engagement::resetEngagementMetrics() {
-  std::lock_guard lock(monitor_);
   resetPerPingEngagementMetrics();
   engagedSeconds_ = 0;
   remainingEngagedSeconds_ = 0;

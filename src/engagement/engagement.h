@@ -2,9 +2,8 @@
 
 #include <cstdint>
 #include <memory>
-#include <mutex>
 
-#include "zelvo/platform/platform.h"
+#include "zelvo/platform/key_value_store.h"
 #include "zelvo/value.h"
 
 namespace zelvo {
@@ -12,12 +11,12 @@ namespace zelvo {
 // The reader's engagement: the window a touch grants, the credit left of it, the engaged
 // seconds counted from that credit, and whether the reader read or wrote since the last ping.
 //
-// Thread: the main thread, except the resets, which take `monitor` (the tracker's re-entrant
-// lock, which the heartbeat holds while it counts) and may be called from any thread.
+// Thread: one at a time; the tracker calls it on the main thread or under its own lock.
 class Engagement {
  public:
-  // `platform` gives the store the window is kept in; both arguments must outlive this.
-  Engagement(Platform& platform, std::recursive_mutex& monitor);
+  // `store` (may be null: nothing is kept) holds the window across launches; it must outlive
+  // this.
+  explicit Engagement(KeyValueStore* store) : store_(store) {}
 
   // The window stored by an earlier run, or the built-in one.
   void loadEngagementWindow();
@@ -44,8 +43,7 @@ class Engagement {
   bool userWroteSinceLastPing() const { return userWroteSinceLastPing_; }
 
  private:
-  Platform& platform_;
-  std::recursive_mutex& monitor_;
+  KeyValueStore* const store_;
   uint32_t engagementWindow_ = 0;
   uint32_t remainingEngagedSeconds_ = 0;
   uint32_t engagedSeconds_ = 0;

@@ -4,7 +4,10 @@
 #include <string>
 
 #include "common/log_gate.h"
-#include "zelvo/platform/platform.h"
+#include "zelvo/platform/calendar.h"
+#include "zelvo/platform/clock.h"
+#include "zelvo/platform/key_value_store.h"
+#include "zelvo/platform/uuid_source.h"
 
 namespace zelvo {
 
@@ -12,10 +15,11 @@ namespace zelvo {
 // before it, and how often the reader comes back (the first visit, the last visit and the
 // days the application was opened, all in the store, summed up in the return-frequency mask).
 //
-// Thread: main. `platform` and `gate` must outlive this.
+// Thread: main. `store` may be null (nothing is kept); every argument must outlive this.
 class Identity {
  public:
-  Identity(Platform& platform, const LogGate& gate) : platform_(platform), gate_(gate) {}
+  Identity(KeyValueStore* store, Clock& clock, Calendar& calendar, UuidSource& uuids, const LogGate& gate)
+      : store_(store), clock_(clock), calendar_(calendar), uuids_(uuids), gate_(gate) {}
 
   std::string generateUUID();
   std::string generateUserToken();
@@ -32,6 +36,9 @@ class Identity {
   void remembeUserVisit();
   bool isUserNew();
   void updateUserReturnFrequency();
+  // Removes the user token and the visit records from the store (also while collection is
+  // off); the values in memory stay.
+  void erase();
 
   const std::optional<std::string>& userToken() const { return userToken_; }
   const std::optional<std::string>& sessionToken() const { return sessionToken_; }
@@ -42,7 +49,10 @@ class Identity {
   void setPreviousSessionToken(std::optional<std::string> token) { previousSessionToken_ = std::move(token); }
 
  private:
-  Platform& platform_;
+  KeyValueStore* const store_;
+  Clock& clock_;
+  Calendar& calendar_;
+  UuidSource& uuids_;
   const LogGate& gate_;
   std::optional<std::string> userToken_;
   std::optional<std::string> sessionToken_;

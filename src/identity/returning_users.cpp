@@ -19,32 +19,30 @@ constexpr size_t kOpenDaysInWindow = 16;
 }  // namespace
 
 void Identity::remembeUserVisit() {
-  KeyValueStore* store = platform_.store();
-  if (!store) return;
-  const double now = platform_.clock().now();
-  std::optional<double> last = storedDate(store, kZVUserVisitTrackingKey, gate_);
+  if (!store_) return;
+  const double now = clock_.now();
+  std::optional<double> last = storedDate(store_, kZVUserVisitTrackingKey, gate_);
   // A gap of exactly thirty days keeps the old first visit.
-  if (!last || now - *last > kVisitGapSeconds) store->set(kZVUserFirstVisitTrackingKey, Value(Date{now}));
-  store->set(kZVUserVisitTrackingKey, Value(Date{now}));
-  store->synchronize();
+  if (!last || now - *last > kVisitGapSeconds) store_->set(kZVUserFirstVisitTrackingKey, Value(Date{now}));
+  store_->set(kZVUserVisitTrackingKey, Value(Date{now}));
+  store_->synchronize();
 }
 
 bool Identity::isUserNew() {
-  const double now = platform_.clock().now();
+  const double now = clock_.now();
   // Without a first visit the interval counts from the reference date: never new.
-  const double first = storedDate(platform_.store(), kZVUserFirstVisitTrackingKey, gate_).value_or(0.0);
+  const double first = storedDate(store_, kZVUserFirstVisitTrackingKey, gate_).value_or(0.0);
   return now - first < kNewUserSeconds;
 }
 
 void Identity::updateUserReturnFrequency() {
-  KeyValueStore* store = platform_.store();
   // Open days as exact instants of local midnight, so that the same day is recognised.
   std::vector<double> days;
   auto addDay = [&days](double day) {
     if (std::find(days.begin(), days.end(), day) == days.end()) days.push_back(day);
   };
-  if (store) {
-    if (std::optional<Value> stored = store->get(kZVAppOpenDatesKey)) {
+  if (store_) {
+    if (std::optional<Value> stored = store_->get(kZVAppOpenDatesKey)) {
       if (const Value::Array* array = stored->asArray()) {
         for (const Value& element : *array) {
           if (const Date* date = element.asDate()) addDay(date->seconds);
@@ -54,20 +52,20 @@ void Identity::updateUserReturnFrequency() {
       }
     }
   }
-  const double today = platform_.calendar().startOfDay(platform_.clock().now());
+  const double today = calendar_.startOfDay(clock_.now());
   addDay(today);
   // Both ends inclusive: an open exactly fifteen days back is kept; future dates are dropped.
   const double cutoff = today + kOldestOpenOffset;
   std::erase_if(days, [&](double day) { return !(day >= cutoff && day <= today); });
 
-  if (store) {
+  if (store_) {
     // Sized for a full window from the first day, so the record the store keeps does not grow
     // day by day as the window fills: a week of reading holds what an hour held.
     Value::Array array;
     array.reserve(std::max(days.size(), kOpenDaysInWindow));
     for (double day : days) array.emplace_back(Date{day});
-    store->set(kZVAppOpenDatesKey, Value(std::move(array)));
-    store->synchronize();
+    store_->set(kZVAppOpenDatesKey, Value(std::move(array)));
+    store_->synchronize();
   }
 
   uint32_t mask = 0;

@@ -7,48 +7,54 @@
 
 namespace zelvo {
 
-std::string SiteVisit::generateSiteVisitUid() { return zelvo::generateSiteVisitUid(platform_.uuidSource(), &gate_); }
+std::string SiteVisit::generateSiteVisitUid() { return zelvo::generateSiteVisitUid(uuids_, &gate_); }
 
 // The site-visit writes are not synchronized: the store makes them durable by itself shortly.
 
 void SiteVisit::storeSiteVisitId(const std::optional<std::string>& uid) {
-  if (KeyValueStore* store = platform_.store()) store->set(kSiteVisitUidKey, uid ? Value(*uid) : Value());
+  if (store_) store_->set(kSiteVisitUidKey, uid ? Value(*uid) : Value());
 }
 
 std::optional<std::string> SiteVisit::getSiteVisitId() const {
-  return storedString(platform_.store(), kSiteVisitUidKey, gate_);
+  return storedString(store_, kSiteVisitUidKey, gate_);
 }
 
 void SiteVisit::storeSiteVisitDepth(int64_t depth) {
-  if (KeyValueStore* store = platform_.store()) store->set(kSiteVisitDepthKey, Value(depth));
+  if (store_) store_->set(kSiteVisitDepthKey, Value(depth));
 }
 
 int64_t SiteVisit::getSiteVisitDepth() const {
-  KeyValueStore* store = platform_.store();
-  if (!store) return 0;
-  std::optional<Value> depth = store->get(kSiteVisitDepthKey);
+  if (!store_) return 0;
+  std::optional<Value> depth = store_->get(kSiteVisitDepthKey);
   return depth ? depth->longLongValue() : 0;
 }
 
 void SiteVisit::storeSiteVisitReferrer(const std::optional<std::string>& referrer) {
-  if (KeyValueStore* store = platform_.store()) store->set(kSiteVisitReferrerKey, referrer ? Value(*referrer) : Value());
+  if (store_) store_->set(kSiteVisitReferrerKey, referrer ? Value(*referrer) : Value());
 }
 
 std::optional<std::string> SiteVisit::getSiteVisitReferrer() const {
-  return storedString(platform_.store(), kSiteVisitReferrerKey, gate_);
+  return storedString(store_, kSiteVisitReferrerKey, gate_);
 }
 
 void SiteVisit::storeSiteVisitRefreshTime(double date) {
-  if (KeyValueStore* store = platform_.store()) store->set(kSiteVisitRefreshTimeKey, Value(Date{date}));
+  if (store_) store_->set(kSiteVisitRefreshTimeKey, Value(Date{date}));
 }
 
 std::optional<double> SiteVisit::getSiteVisitRefreshTime() const {
-  return storedDate(platform_.store(), kSiteVisitRefreshTimeKey, gate_);
+  return storedDate(store_, kSiteVisitRefreshTimeKey, gate_);
 }
 
 bool SiteVisit::hasSiteVisitExpired() const {
   std::optional<double> start = getSiteVisitRefreshTime();
-  return !start || platform_.clock().now() - *start > static_cast<double>(kSecondsToTrackSiteVisit);
+  return !start || clock_.now() - *start > static_cast<double>(kSecondsToTrackSiteVisit);
+}
+
+void SiteVisit::erase() {
+  if (!store_) return;
+  for (const char* key : {kSiteVisitUidKey, kSiteVisitDepthKey, kSiteVisitReferrerKey, kSiteVisitRefreshTimeKey}) {
+    store_->remove(key);
+  }
 }
 
 void SiteVisit::trackSiteVisit(const std::optional<std::string>& referrer) {
@@ -63,7 +69,7 @@ void SiteVisit::trackSiteVisit(const std::optional<std::string>& referrer) {
   storeSiteVisitDepth(1);
   storeSiteVisitReferrer(ref);
   storeSiteVisitId(generateSiteVisitUid());
-  storeSiteVisitRefreshTime(platform_.clock().now());
+  storeSiteVisitRefreshTime(clock_.now());
 }
 
 }  // namespace zelvo

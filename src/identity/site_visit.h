@@ -5,7 +5,9 @@
 #include <string>
 
 #include "common/log_gate.h"
-#include "zelvo/platform/platform.h"
+#include "zelvo/platform/clock.h"
+#include "zelvo/platform/key_value_store.h"
+#include "zelvo/platform/uuid_source.h"
 
 namespace zelvo {
 
@@ -13,10 +15,11 @@ namespace zelvo {
 // Its id, depth, referrer and start time live in the store only, so a restarted application
 // continues the visit; this component is the one code that reads or writes those keys.
 //
-// Thread: main. `platform` and `gate` must outlive this.
+// Thread: main. `store` may be null (nothing is kept); every argument must outlive this.
 class SiteVisit {
  public:
-  SiteVisit(Platform& platform, const LogGate& gate) : platform_(platform), gate_(gate) {}
+  SiteVisit(KeyValueStore* store, Clock& clock, UuidSource& uuids, const LogGate& gate)
+      : store_(store), clock_(clock), uuids_(uuids), gate_(gate) {}
 
   // Counts a view: a deeper visit, or a new one when the referrer changed or the visit expired.
   void trackSiteVisit(const std::optional<std::string>& referrer);
@@ -31,9 +34,13 @@ class SiteVisit {
   void storeSiteVisitRefreshTime(double date);
   std::optional<double> getSiteVisitRefreshTime() const;
   bool hasSiteVisitExpired() const;
+  // Removes the visit from the store (also while collection is off).
+  void erase();
 
  private:
-  Platform& platform_;
+  KeyValueStore* const store_;
+  Clock& clock_;
+  UuidSource& uuids_;
   const LogGate& gate_;
 };
 

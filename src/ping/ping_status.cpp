@@ -18,6 +18,7 @@ uint64_t& counterFor(ZVStatus& status, Kind kind) {
     case Kind::kTimedOut: return status.failedTimeout;
     case Kind::kSkippedOffline: return status.skippedOffline;
     case Kind::kSkippedLockedOut: return status.skippedLockedOut;
+    case Kind::kSkippedBusy: return status.skippedBusy;
     case Kind::kFailed: break;
   }
   return status.failedOther;
@@ -25,9 +26,17 @@ uint64_t& counterFor(ZVStatus& status, Kind kind) {
 
 }  // namespace
 
-void PingStatus::countAttempt() {
+bool PingStatus::startAttempt() {
   std::lock_guard lock(mutex_);
+  if (inFlight_ >= kMaxPingsInFlight) return false;
+  ++inFlight_;
   ++status_.pingsAttempted;
+  return true;
+}
+
+void PingStatus::endAttempt() {
+  std::lock_guard lock(mutex_);
+  --inFlight_;
 }
 
 void PingStatus::record(ZVPingOutcome outcome) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -16,7 +17,16 @@ class PingStatus {
  public:
   explicit PingStatus(RunLoop& mainLoop) : mainLoop_(mainLoop) {}
 
-  void countAttempt();
+  // Pings waiting for their answer at once, at most: each holds a request in the HTTP
+  // client, so a host tracking views in a loop against a slow server would otherwise grow
+  // them without bound.
+  static constexpr std::size_t kMaxPingsInFlight = 64;
+
+  // Counts an attempt and its request in flight; false (nothing counted) when kMaxPingsInFlight
+  // already are.
+  bool startAttempt();
+  // The request of an attempt ended (its outcome is recorded apart).
+  void endAttempt();
   // Counts `outcome` under its kind, keeps its error as the last one, and posts the callback.
   void record(ZVPingOutcome outcome);
   // record() of a delivery, which copies the URL only when a callback will read it: the one
@@ -34,6 +44,7 @@ class PingStatus {
   // A leaf lock: never held while posting or calling out.
   mutable std::mutex mutex_;
   ZVStatus status_;
+  std::size_t inFlight_ = 0;
   std::shared_ptr<const ZVPingOutcomeCallback> callback_;
 };
 

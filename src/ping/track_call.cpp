@@ -26,13 +26,13 @@ PingParameters buildParameters(const ZVPing::TrackArguments& a, bool full, bool&
                                const LogGate* gate) {
   PingParameters p;
   p.reserve(kMostKeys);
-  p.add("h", ZVPing::urlEncode(a.domain));
-  p.add("d", ZVPing::urlEncode(a.subDomain));
+  p.add("h", ZVPing::urlEncode(a.page.domain ? a.page.domain : a.page.appid));
+  p.add("d", ZVPing::urlEncode(a.page.subDomain ? a.page.subDomain : a.page.appid));
   p.add("g", asWireInt(a.trackAccountID));
   p.add("j", asWireInt(a.decay));
   p.add("u", orEmpty(a.userToken));
   p.add("t", orEmpty(a.sessionToken));
-  p.add("p", ZVPing::urlEncode(a.path));
+  p.add("p", ZVPing::urlEncode(a.page.viewId));
   // Dwell time in minutes; the division is done in single precision.
   p.add("c", fixedText(static_cast<double>(static_cast<float>(a.dwellTime) / 60.0f), 2));
   p.add("y", asWireInt(truncateToUInt32(a.contentHeight)));
@@ -53,30 +53,30 @@ PingParameters buildParameters(const ZVPing::TrackArguments& a, bool full, bool&
     p.add("sr", orEmpty(a.siteVisitReferrer));
     p.add("sv", *a.siteVisitUid);
   }
-  if (a.subscriptionState) p.add("_acct", ZVPing::urlEncode(a.subscriptionState));
+  if (a.page.subscriptionState) p.add("_acct", ZVPing::urlEncode(a.page.subscriptionState));
   if (!full) return p;
 
   p.add("n", asWireFlag(a.new_));
-  p.add("i", ZVPing::urlEncode(a.title));
-  p.add("g0", ZVPing::encodeAndJoinArray(a.sections));
-  p.add("g1", ZVPing::encodeAndJoinArray(a.authors));
-  p.add("g2", ZVPing::encodeAndJoinArray(a.zones));
+  p.add("i", ZVPing::urlEncode(a.page.title));
+  p.add("g0", ZVPing::encodeAndJoinArray(a.page.sections));
+  p.add("g1", ZVPing::encodeAndJoinArray(a.page.authors));
+  p.add("g2", ZVPing::encodeAndJoinArray(a.page.zones));
   p.add("w", asWireInt(truncateToUInt32(a.screenHeight)));
   p.add("S", asWireInt(truncateToUInt32(a.screenWidth)));
-  p.add("lg", a.location ? fixedText(a.location->longitude, 6) : std::string());
-  p.add("lt", a.location ? fixedText(a.location->latitude, 6) : std::string());
+  p.add("lg", a.page.location ? fixedText(a.page.location->longitude, 6) : std::string());
+  p.add("lt", a.page.location ? fixedText(a.page.location->latitude, 6) : std::string());
   p.add("V", orEmpty(a.sdkVersion));
   // "v" is decided before "r", so the first full ping of an object carries the app referrer
   // and the later ones carry the last path instead.
   if (a.lastPath && !a.lastPath->empty() && referrerSent) p.add("v", ZVPing::urlEncode(a.lastPath));
   if (!referrerSent) {
-    p.add("r", ZVPing::urlEncode(a.appReferrer));
+    p.add("r", ZVPing::urlEncode(a.page.appReferrer));
     referrerSent = true;
   }
   if (a.previousSessionToken) p.add("D", *a.previousSessionToken);
-  const Value::Dictionary* idSync = a.idSync ? a.idSync->asDictionary() : nullptr;
+  const Value::Dictionary* idSync = a.page.idSync ? a.page.idSync->asDictionary() : nullptr;
   if (idSync && !idSync->empty()) {
-    std::optional<std::string> json = ZVPing::jsonEncode(*a.idSync, gate);
+    std::optional<std::string> json = ZVPing::jsonEncode(*a.page.idSync, gate);
     p.add("_s", ZVPing::urlEncode(json));
   }
   return p;
@@ -116,7 +116,7 @@ void ZVPing::trackAccountID(const TrackArguments& arguments) {
   }
 
   PingParameters parameters = buildParameters(arguments, full, referrerSent, gate_.get());
-  sendPing(std::move(parameters), orEmpty(arguments.userAgent), 1);
+  sendPing(std::move(parameters), orEmpty(arguments.page.userAgent), 1);
 }
 
 }  // namespace zelvo

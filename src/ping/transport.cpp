@@ -27,6 +27,20 @@ ZVPingOutcome::Kind outcomeOf(HttpError::Kind kind) {
 
 std::string answered(int statusCode) { return "answered " + std::to_string(statusCode); }
 
+ZVPingOutcome errorOutcome(const HttpError& error) {
+  return {outcomeOf(error.kind), error.failingUrl, 0, error.description};
+}
+
+// The outcome of a request whose ping object a newer start replaced: counted, and nothing
+// more done about it (no resend, no lock-out).
+ZVPingOutcome orphanOutcome(const HttpResult& result) {
+  if (const auto* error = std::get_if<HttpError>(&result)) return errorOutcome(*error);
+  const auto& response = std::get<HttpResponse>(result);
+  if (response.statusCode == 200) return {ZVPingOutcome::Kind::kDelivered, response.url, 200, {}};
+  return {response.statusCode == 503 ? ZVPingOutcome::Kind::kOverCapacity : ZVPingOutcome::Kind::kRejected,
+          response.url, response.statusCode, answered(response.statusCode) + " after the tracker started again"};
+}
+
 }  // namespace
 
 
@@ -43,6 +57,11 @@ void ZVPing::sendPing(PingParameters params, std::string userAgent, int numRetry
     status_->record({ZVPingOutcome::Kind::kFailed, url, 0, "not sent: the URL is not a valid https URL"});
     return;
   }
+  if (!status_->startAttempt()) {
+    gate_->error([&] { return "[ZV]:Dropping ping, too many pings wait for an answer: " + url; });
+    status_->record({ZVPingOutcome::Kind::kSkippedBusy, {}, 0, {}});
+    return;
+  }
   {
     std::lock_guard lock(mutex_);
     rememberRequest(url, RequestRecord{std::move(params), userAgent, numRetry});
@@ -53,10 +72,15 @@ void ZVPing::sendPing(PingParameters params, std::string userAgent, int numRetry
   request.headers.emplace_back("User-Agent", userAgent);
   request.timeoutSeconds = kPingTimeoutSeconds;
   request.ignoreCaches = true;
-  status_->countAttempt();
-  platform_->httpClient().startGet(std::move(request), [weak = weak_from_this()](const HttpResult& result) {
+  platform_->httpClient().startGet(std::move(request), [weak = weak_from_this(), weakStatus = std::weak_ptr(status_)](
+                                                           const HttpResult& result) {
+    // The tracker keeps the status (and with it its loop alive for the callback); once the
+    // tracker is gone, nobody reads the counts.
+    const std::shared_ptr<PingStatus> status = weakStatus.lock();
+    if (!status) return;
+    status->endAttempt();
     std::shared_ptr<ZVPing> self = weak.lock();
-    if (!self) return;  // replaced by a newer start: its answers no longer matter
+    if (!self) return status->record(orphanOutcome(result));
     if (const auto* error = std::get_if<HttpError>(&result)) {
       self->handlePingRequestError(*error);
     } else {
@@ -106,11 +130,18 @@ void ZVPing::handlePingRequestResponse(const HttpResponse& response) {
       if (!response.url.empty()) announce(kZVDidSendPingRequestNotification, response.url);
       return;
     case 202:  // accepted is not delivered: send again, like a server error
-    case 500:
+    case 500: {
+      std::optional<RequestRecord> record = previousRequest(response.url);
+      if (!record || record->numRetries > kZVMaxNumberOfRetries) {
+        status_->record({ZVPingOutcome::Kind::kRejected, response.url, response.statusCode,
+                         answered(response.statusCode) + ", given up after the last resend"});
+        return;
+      }
       status_->record({ZVPingOutcome::Kind::kResent, response.url, response.statusCode,
                        answered(response.statusCode) + ", sending again"});
-      retry(response.url);
+      sendPing(std::move(record->params), std::move(record->userAgent), record->numRetries + 1);
       return;
+    }
     case 503: {
       double end = platform_->clock().now() + kLockOutTime;
       {
@@ -138,14 +169,8 @@ void ZVPing::handlePingRequestResponse(const HttpResponse& response) {
   }
 }
 
-void ZVPing::retry(const std::string& url) {
-  std::optional<RequestRecord> record = previousRequest(url);
-  if (!record || record->numRetries > kZVMaxNumberOfRetries) return;
-  sendPing(std::move(record->params), std::move(record->userAgent), record->numRetries + 1);
-}
-
 void ZVPing::handlePingRequestError(const HttpError& error) {
-  status_->record({outcomeOf(error.kind), error.failingUrl, 0, error.description});
+  status_->record(errorOutcome(error));
   gate_->error([&] { return "[ZV]:Ping Error: " + error.description + " (" + error.failingUrl + ")"; });
 }
 

@@ -11,8 +11,8 @@
 #include <vector>
 
 #include "common/log_gate.h"
+#include "ping/page_properties.h"
 #include "ping/ping_status.h"
-#include "zelvo/location.h"
 #include "zelvo/platform/platform.h"
 #include "zelvo/value.h"
 
@@ -46,14 +46,11 @@ class ZVPing : public std::enable_shared_from_this<ZVPing> {
  public:
   using StringList = std::optional<std::vector<std::string>>;
 
-  // The values of one ping, named after the keywords of the track call.
+  // The values of one ping, named after the keywords of the track call; what the host set is
+  // in `page`.
   struct TrackArguments {
     uint32_t trackAccountID = 0;
     bool firstPing = false;
-    std::optional<std::string> domain;
-    std::optional<std::string> subDomain;
-    std::optional<std::string> path;
-    std::optional<std::string> title;
     bool new_ = false;
     uint32_t decay = 0;
     std::optional<std::string> userToken;
@@ -64,15 +61,8 @@ class ZVPing : public std::enable_shared_from_this<ZVPing> {
     double scrollPosition = 0.0;
     uint32_t maxScrollPosition = 0;
     std::optional<std::string> lastPath;
-    StringList authors;
-    StringList sections;
-    StringList zones;
-    std::optional<std::string> appReferrer;
-    std::optional<std::string> appid;
-    std::optional<std::string> userAgent;
     float screenHeight = 0.0f;
     float screenWidth = 0.0f;
-    std::optional<Location> location;
     std::optional<std::string> frequency;
     bool userRead = false;
     bool userWrote = false;
@@ -83,9 +73,8 @@ class ZVPing : public std::enable_shared_from_this<ZVPing> {
     int64_t siteVisitDepth = 0;
     std::optional<std::string> siteVisitReferrer;
     std::optional<std::string> siteVisitUid;
-    std::optional<std::string> subscriptionState;
     std::optional<std::string> previousSessionToken;
-    std::optional<Value> idSync;  // a dictionary, or nothing
+    PageProperties page;
   };
 
   // A request kept for resends.
@@ -122,11 +111,12 @@ class ZVPing : public std::enable_shared_from_this<ZVPing> {
   static std::optional<std::string> jsonEncode(const Value& object, const LogGate* gate);
 
   // Keeps a record for resends, starts the GET and posts the will-send notification. A ping
-  // whose URL is not a valid https URL is dropped (logged). Takes no lock while it calls
-  // the HTTP client or posts.
+  // whose URL is not a valid https URL is dropped (logged), and so is one beyond the bound on
+  // pings in flight (counted as kSkippedBusy). Takes no lock while it calls the HTTP client
+  // or posts.
   void sendPing(PingParameters params, std::string userAgent, int numRetry);
-  // The answer to a request: 200 posts did-send, 202/500 resend, 503 locks out, others make
-  // the next ping full.
+  // The answer to a request: 200 posts did-send, 202/500 resend (up to the last resend, then
+  // count as rejected), 503 locks out, others make the next ping full.
   void handlePingRequestResponse(const HttpResponse& response);
   // No answer: logged only.
   void handlePingRequestError(const HttpError& error);
@@ -159,7 +149,6 @@ class ZVPing : public std::enable_shared_from_this<ZVPing> {
   // Stores `record` under `url` as the newest one, dropping the oldest beyond the bound.
   // Called with mutex_ held.
   void rememberRequest(std::string url, RequestRecord record);
-  void retry(const std::string& url);
   // Posts notification `name` with `url` as its user info, on the main thread.
   void announce(const char* name, const std::string& url) const;
 

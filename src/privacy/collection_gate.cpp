@@ -20,10 +20,13 @@ class CollectionGate::GatedStore : public KeyValueStore {
   void set(const std::string& key, Value value) override {
     if (state_->collecting()) store_.set(key, std::move(value));
   }
-  void remove(const std::string& key) override {
-    if (state_->collecting()) store_.remove(key);
-  }
+  // Erasing is always allowed: it keeps nothing new.
+  void remove(const std::string& key) override { store_.remove(key); }
   bool synchronize() override { return store_.synchronize(); }
+  Value setIfAbsent(const std::string& key, Value value) override {
+    if (state_->collecting()) return store_.setIfAbsent(key, std::move(value));
+    return get(key).value_or(std::move(value));
+  }
 
  private:
   KeyValueStore& store_;
@@ -77,10 +80,6 @@ void CollectionGate::keep(const char* key, bool value) {
     store->set(key, Value(value));
     store->synchronize();
   }
-}
-
-void CollectionGate::erase(const std::string& key) {
-  if (KeyValueStore* store = platform_->store()) store->remove(key);
 }
 
 bool CollectionGate::synchronize() {

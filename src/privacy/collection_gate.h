@@ -11,10 +11,11 @@
 namespace zelvo {
 
 // The host's collection switch and the reader's consent, put between a tracker and its
-// platform: while the tracker may not collect, its store drops every write and its HTTP client
-// refuses every request (pings and the configuration fetch alike), so nothing leaves the
-// device and nothing new is kept, whatever the tracker's components do. It may collect while
-// the switch is on and, where the platform requires consent, the reader has given it.
+// platform: while the tracker may not collect, its store drops every write (removals still go
+// through: erasing keeps nothing new) and its HTTP client refuses every request (pings and the
+// configuration fetch alike), so nothing leaves the device and nothing new is kept, whatever
+// the tracker's components do. It may collect while the switch is on and, where the platform
+// requires consent, the reader has given it.
 //
 // The switch and the answer are kept in the real store, so they hold across launches: the
 // switch is on unless the host turned it off, and the answer is unknown until the host
@@ -40,8 +41,6 @@ class CollectionGate : public Platform {
   bool awaitingConsent() const { return state_->awaitingConsent(); }
   // Whether the tracker may collect now: the switch is on and consent is not awaited.
   bool collecting() const { return state_->collecting(); }
-  // Removes `key` from the real store, whatever the switch: erasing is always allowed.
-  void erase(const std::string& key);
   bool synchronize();
 
   Clock& clock() override { return platform_->clock(); }

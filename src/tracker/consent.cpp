@@ -41,7 +41,7 @@ void ZVTracker::Internal::beginCollectingWithConsent() {
   identity.remembeUserVisit();
   // A started tracker would have made the token at its start and the site visit at its view.
   if (status == 2) identity.restoreUserToken();
-  if (view && viewAwaitedConsent) siteVisit.trackSiteVisit(appReferrer);
+  if (view && viewAwaitedConsent) siteVisit.trackSiteVisit(page.appReferrer);
   viewAwaitedConsent = false;
   firstPing = true;
 }

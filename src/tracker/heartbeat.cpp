@@ -33,10 +33,6 @@ ZVPing::TrackArguments ZVTracker::Internal::gatherPingArguments(bool isNew, bool
   ZVPing::TrackArguments a;
   a.trackAccountID = uid;
   a.firstPing = fromDecay ? true : firstPing;
-  a.domain = domain ? domain : appid;
-  a.subDomain = subDomain ? subDomain : appid;
-  a.path = viewId;
-  a.title = title;
   a.new_ = isNew;
   a.decay = kDecayValue;
   a.userToken = identity.userToken();
@@ -48,15 +44,8 @@ ZVPing::TrackArguments ZVTracker::Internal::gatherPingArguments(bool isNew, bool
   a.maxScrollPosition = measurement.maxScrollPositionInPixels();
   if (!fromDecay && firstPing) a.lastPath = lastId ? *lastId : std::string();
   else a.lastPath = std::string();
-  a.authors = authors;
-  a.sections = sections;
-  a.zones = zones;
-  a.appReferrer = appReferrer;
-  a.appid = appid;
-  a.userAgent = userAgent;
   a.screenHeight = static_cast<float>(measurement.pointsToPixels(measurement.getScreenHeight()));
   a.screenWidth = static_cast<float>(measurement.pointsToPixels(measurement.getScreenWidth()));
-  a.location = location;
   a.frequency = identity.userReturnFrequencyHex();
   a.userRead = engagement.userReadSinceLastPing();
   a.userWrote = engagement.userWroteSinceLastPing();
@@ -67,9 +56,8 @@ ZVPing::TrackArguments ZVTracker::Internal::gatherPingArguments(bool isNew, bool
   a.siteVisitDepth = siteVisit.getSiteVisitDepth();
   a.siteVisitReferrer = siteVisit.getSiteVisitReferrer();
   a.siteVisitUid = siteVisit.getSiteVisitId();
-  a.subscriptionState = subscriptionState;
   a.previousSessionToken = identity.previousSessionToken();
-  a.idSync = idSync;
+  a.page = page;
   return a;
 }
 
@@ -92,17 +80,17 @@ void ZVTracker::Internal::tick() {
                        asSigned32(schedule.dwellTime()));
   });
   ZVPing::TrackArguments arguments = gatherPingArguments(isNew, false);
-  if (ping) ping->trackAccountID(arguments);
+  ping->trackAccountID(arguments);
   engagement.resetPerPingEngagementMetrics();
   firstPing = false;
-  lastId = viewId;
+  lastId = page.viewId;
   schedule.backOffIfInactive();
 }
 
 void ZVTracker::Internal::decayPing() {
   if (!schedule.sendingPings() || !collection->collecting()) return;
   ZVPing::TrackArguments arguments = gatherPingArguments(identity.isUserNew(), true);
-  if (ping) ping->trackAccountID(arguments);
+  ping->trackAccountID(arguments);
   engagement.resetPerPingEngagementMetrics();
 }
 

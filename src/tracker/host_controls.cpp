@@ -1,9 +1,6 @@
 // The host's controls over collection and its view of how the pings fare.
-#include <array>
-
 #include "tracker/main_thread.h"
 #include "tracker/tracker_internal.h"
-#include "zelvo/constants.h"
 
 namespace zelvo {
 
@@ -19,11 +16,8 @@ void ZVTracker::eraseStoredData() {
   if (postedToMainThread(internal_->platform->mainRunLoop(), *this, &ZVTracker::eraseStoredData)) return;
   Internal& in = *internal_;
   stopTracker();
-  const std::array<const char*, 8> readerKeys = {
-      kZVPersistenTokenKey, kZVUserVisitTrackingKey, kZVUserFirstVisitTrackingKey, kZVAppOpenDatesKey,
-      kSiteVisitUidKey,     kSiteVisitDepthKey,      kSiteVisitReferrerKey,        kSiteVisitRefreshTimeKey,
-  };
-  for (const char* key : readerKeys) in.collection->erase(key);
+  in.identity.erase();
+  in.siteVisit.erase();
   in.collection->synchronize();
   // The mask in memory described the erased reader; the new one opens the application now
   // (recorded only while collection is on).

@@ -80,7 +80,7 @@ void ZVTracker::Internal::applicationDidBecomeActive() {
 
 void ZVTracker::Internal::resumeTracker() {
   if (!schedule.sendingPings()) return;
-  if (!appid || status == 1) return;
+  if (!page.appid || status == 1) return;
   if (!view) return;
   // The short form: a new ping object, the period back to its start value and, since the
   // pause left none, a new heartbeat. The next ping follows from the seconds already counted.

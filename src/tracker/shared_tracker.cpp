@@ -3,6 +3,7 @@
 #include "common/default_platform.h"
 #include "tracker/tracker_access.h"
 #include "tracker/tracker_internal.h"
+#include "zelvo/zv_capture_events.h"
 
 namespace zelvo {
 namespace {
@@ -56,9 +57,13 @@ std::shared_ptr<ZVTracker> ZVTracker::sharedTracker() {
   return processTracker();
 }
 
-std::shared_ptr<ZelvoConfig> ZelvoConfig::getInstance() { 
+// Defined here, not with the configuration: the process-wide configuration is the shared
+// tracker's own, fetched through that tracker's collection switch and logged through its gate.
+std::shared_ptr<ZelvoConfig> ZelvoConfig::getInstance() {
   return TrackerAccess::internal(*ZVTracker::sharedTracker()).configuration();
 }
+
+void ZVCaptureEvents::initializeEventsCapturing() { initializeEventsCapturing(*installedPlatform()); }
 
 std::string ZVTracker::getUserAgent() { return userAgentForModel(installedPlatform()->deviceInfo().modelName()); }
 

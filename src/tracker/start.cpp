@@ -6,12 +6,22 @@
 
 namespace zelvo {
 
+std::string userAgentForModel(const std::string& model) {
+  // Both placeholders of the template take the model name.
+  std::string text = kZVIosUserAgent;
+  const std::string placeholder = "%@";
+  for (size_t at = text.find(placeholder); at != std::string::npos; at = text.find(placeholder, at + model.size())) {
+    text.replace(at, placeholder.size(), model);
+  }
+  return text;
+}
+
 bool ZVTracker::setupTrackerWithAccountId(uint32_t accountId, std::optional<std::string> domain) {
   if (postedToMainThread(internal_->platform->mainRunLoop(), *this, &ZVTracker::setupTrackerWithAccountId,
                          accountId, domain)) {
     return true;
   }
-  internal_->domain = std::move(domain);
+  internal_->page.domain = std::move(domain);
   return startTrackerWithAccountID(accountId, internal_->platform->deviceInfo().applicationIdentifier());
 }
 
@@ -39,11 +49,12 @@ bool ZVTracker::startTrackerWithAccountID(uint32_t accountId, std::optional<std:
   setAppid(std::move(appid));
 
   in.schedule.start();
-  in.userAgent = userAgentForModel(platform.deviceInfo().modelName());
+  in.page.userAgent = userAgentForModel(platform.deviceInfo().modelName());
 
   // Every start makes a new ping object: its lock-out and referrer state go with the old one.
-  in.ping = std::make_shared<ZVPing>(in.platform, in.gate, in.pingStatus);
-  in.ping->setUsePong(in.usePong);
+  auto ping = std::make_shared<ZVPing>(in.platform, in.gate, in.pingStatus);
+  ping->setUsePong(in.ping->usePong());
+  in.ping = std::move(ping);
 
   if (in.schedule.startHeartbeat()) in.subscribeToNotifications();
 

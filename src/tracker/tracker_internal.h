@@ -5,6 +5,7 @@
 #include <mutex>
 #include <optional>
 #include <string>
+#include <type_traits>
 
 #include "common/log_gate.h"
 #include "engagement/engagement.h"
@@ -12,6 +13,7 @@
 #include "heartbeat/ping_schedule.h"
 #include "identity/identity.h"
 #include "identity/site_visit.h"
+#include "ping/page_properties.h"
 #include "ping/ping_status.h"
 #include "ping/zv_ping.h"
 #include "privacy/collection_gate.h"
@@ -22,14 +24,14 @@
 namespace zelvo {
 
 // The tracker's private part: the components, each owning its state in its own folder, the
-// few things that belong to the whole, and the descriptive properties. The operations here
+// few things that belong to the whole, and the page properties. The operations here
 // span components (the heartbeat's second, the ping's values, the lifecycle) and ask each in
 // turn; the public calls are in tracker/ too.
 //
 // Locks: `monitor` is the tracker's re-entrant lock. The heartbeat holds it while it counts
-// and pings, and the engagement resets and the stop take it. It is never held while waiting
-// for the main thread. The class-wide lock of sharedTracker() is taken before it, never
-// after.
+// and pings, and trackView() and the stop take it around what they change; the components
+// take no lock of their own. It is never held while waiting for the main thread. The
+// class-wide lock of sharedTracker() is taken before it, never after.
 struct ZVTracker::Internal {
   Internal(ZVTracker& owner, std::shared_ptr<Platform> platform);
 
@@ -49,35 +51,28 @@ struct ZVTracker::Internal {
   Identity identity;
   SiteVisit siteVisit;
 
-  // The ping sender of the current start, the counters of all starts, and the network monitor.
-  std::shared_ptr<ZVPing> ping;
+  // The counters of all starts, the ping sender of the current start (made with the tracker,
+  // so that it also holds the endpoint choice before the first start), and the network monitor.
   std::shared_ptr<PingStatus> pingStatus;
+  std::shared_ptr<ZVPing> ping;
   std::shared_ptr<ZVReachability> reachability;
 
-  // Descriptive properties, sent with the pings.
+  // What the host set, sent with the pings.
+  PageProperties page;
   bool firstPing = false;
-  bool usePong = false;
   uint32_t uid = 0;
   uint64_t status = 0;
-  std::optional<std::string> appid;
-  std::optional<std::string> suffix;
   std::shared_ptr<View> view;
-  std::optional<std::string> viewId;
   // The identifier of the view the last full ping was about.
   std::optional<std::string> lastId;
-  std::optional<std::string> title;
-  StringList sections;
-  StringList authors;
-  StringList zones;
-  std::optional<std::string> appReferrer;
-  std::optional<std::string> domain;
-  std::optional<std::string> subDomain;
-  std::optional<std::string> userAgent;
-  std::optional<std::string> subscriptionState;
-  std::optional<Location> location;
-  std::optional<Value> extraParams;
-  std::optional<Value> idSync;
   double initializationTime = 0.0;
+
+  // The pair every plain setter and getter goes through: `field` of the page properties or of
+  // this part, written or read on the main thread (see tracker/main_thread.h).
+  template <typename Part, typename T>
+  void set(T Part::*field, std::type_identity_t<T> value);
+  template <typename Part, typename T>
+  T get(T Part::*field);
 
   // The configuration this tracker reads (the process-wide one for the shared tracker).
   std::shared_ptr<ZelvoConfig> configuration();
@@ -88,6 +83,8 @@ struct ZVTracker::Internal {
   // The heartbeat's second and the pings (tracker/heartbeat.cpp).
   void dwellTick();
   void tick();
+  // One full ping outside the heartbeat's period. No public call sends one: it stays as the
+  // tracker's internal way to report between periods, and its tests drive it from here.
   void decayPing();
   // The 38 values of a ping, read in the order the protocol fixes (the measurements have
   // side effects on the platform). A decay ping is always first and has no last path.
@@ -106,6 +103,9 @@ struct ZVTracker::Internal {
   void resumeTracker();
 
  private:
+  template <typename Part>
+  Part& part();
+
   std::shared_ptr<ZelvoConfig> configuration_;
   std::mutex configurationMutex_;
 };

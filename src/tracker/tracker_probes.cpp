@@ -6,9 +6,7 @@
 namespace zelvo::testing {
 
 int pingRetriesForTesting(ZVTracker& tracker, const std::string& url) {
-  const std::shared_ptr<ZVPing>& ping = TrackerAccess::internal(tracker).ping;
-  if (!ping) return 0;
-  std::optional<ZVPing::RequestRecord> record = ping->previousRequest(url);
+  std::optional<ZVPing::RequestRecord> record = TrackerAccess::internal(tracker).ping->previousRequest(url);
   return record ? record->numRetries : 0;
 }
 

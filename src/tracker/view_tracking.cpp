@@ -23,7 +23,7 @@ bool ZVTracker::trackView(std::shared_ptr<View> view, std::optional<std::string>
   // the platform's, whatever the host gave before.
   if (in.status == 1) startTrackerWithAccountID(in.uid);
 
-  if (view && viewId && view == in.view && in.viewId && *viewId == *in.viewId) {
+  if (view && viewId && view == in.view && in.page.viewId && *viewId == *in.page.viewId) {
     in.gate->standard([] { return std::string("[ZV]:Track view called on the previous view again. Skipping."); });
     return false;
   }
@@ -36,7 +36,7 @@ bool ZVTracker::trackView(std::shared_ptr<View> view, std::optional<std::string>
   setFirstPing(true);
   in.measurement.resetMaxScrollLocation();
   in.identity.rotateSessionToken();
-  in.siteVisit.trackSiteVisit(in.appReferrer);
+  in.siteVisit.trackSiteVisit(in.page.appReferrer);
   in.viewAwaitedConsent = in.collection->awaitingConsent();
   in.engagement.resetEngagementMetrics();
   // The new view counts as an engagement event, so its first ping reports reading or writing.

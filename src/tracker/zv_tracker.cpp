@@ -1,5 +1,6 @@
 #include <cstring>
 
+#include "common/value_bound.h"
 #include "engagement/capture_events.h"
 #include "tracker/main_thread.h"
 #include "tracker/tracker_internal.h"
@@ -13,11 +14,12 @@ ZVTracker::Internal::Internal(ZVTracker& owner, std::shared_ptr<Platform> p)
       collection(std::make_shared<CollectionGate>(std::move(p))),
       platform(collection),
       gate(std::make_shared<LogGate>(platform->logSink())), schedule(platform->mainRunLoop(), [this] { dwellTick(); }),
-      engagement(*platform, monitor),
+      engagement(platform->store()),
       measurement(platform->screen()),
-      identity(*platform, *gate),
-      siteVisit(*platform, *gate),
-      pingStatus(std::make_shared<PingStatus>(platform->mainRunLoop())) {}
+      identity(platform->store(), platform->clock(), platform->calendar(), platform->uuidSource(), *gate),
+      siteVisit(platform->store(), platform->clock(), platform->uuidSource(), *gate),
+      pingStatus(std::make_shared<PingStatus>(platform->mainRunLoop())),
+      ping(std::make_shared<ZVPing>(platform, gate, pingStatus)) {}
 
 std::shared_ptr<ZVTracker> ZVTracker::create(std::shared_ptr<Platform> platform) {
   std::shared_ptr<ZVTracker> tracker(new ZVTracker(std::move(platform)));
@@ -55,40 +57,40 @@ std::shared_ptr<ZelvoConfig> ZVTracker::Internal::configuration() {
   return configuration_;
 }
 
-std::string userAgentForModel(const std::string& model) {
-  // Both placeholders of the template take the model name.
-  std::string text = kZVIosUserAgent;
-  const std::string placeholder = "%@";
-  for (size_t at = text.find(placeholder); at != std::string::npos; at = text.find(placeholder, at + model.size())) {
-    text.replace(at, placeholder.size(), model);
+template <typename Part>
+Part& ZVTracker::Internal::part() {
+  if constexpr (std::is_same_v<Part, PageProperties>) {
+    return page;
+  } else {
+    return *this;
   }
-  return text;
+}
+
+template <typename Part, typename T>
+void ZVTracker::Internal::set(T Part::*field, std::type_identity_t<T> value) {
+  auto setThere = [field, value](ZVTracker& owner) { owner.internal_->set(field, value); };
+  if (postedToMainThread(platform->mainRunLoop(), self, setThere)) return;
+  part<Part>().*field = std::move(value);
+}
+
+template <typename Part, typename T>
+T ZVTracker::Internal::get(T Part::*field) {
+  return readOnMainThread(platform->mainRunLoop(), [&] { return part<Part>().*field; });
 }
 
 // Setters that do more than store.
 
-void ZVTracker::setUserPaid() {
-  if (postedToMainThread(internal_->platform->mainRunLoop(), *this, &ZVTracker::setUserPaid)) return;
-  internal_->subscriptionState = "paid";
-}
-void ZVTracker::setUserAnonymous() {
-  if (postedToMainThread(internal_->platform->mainRunLoop(), *this, &ZVTracker::setUserAnonymous)) return;
-  internal_->subscriptionState = "anon";
-}
-void ZVTracker::setUserLoggedIn() {
-  if (postedToMainThread(internal_->platform->mainRunLoop(), *this, &ZVTracker::setUserLoggedIn)) return;
-  internal_->subscriptionState = "lgdin";
-}
-
+void ZVTracker::setUserPaid() { internal_->set(&PageProperties::subscriptionState, "paid"); }
+void ZVTracker::setUserAnonymous() { internal_->set(&PageProperties::subscriptionState, "anon"); }
+void ZVTracker::setUserLoggedIn() { internal_->set(&PageProperties::subscriptionState, "lgdin"); }
 void ZVTracker::setPushReferrer(std::optional<std::string> pushId) {
-  if (postedToMainThread(internal_->platform->mainRunLoop(), *this, &ZVTracker::setPushReferrer, pushId)) return;
-  internal_->appReferrer = "push/?id=" + ZVPing::urlEncode(pushId);
+  internal_->set(&PageProperties::appReferrer, "push/?id=" + ZVPing::urlEncode(pushId));
 }
 
+// The ping sender of the current start holds the choice; the next start's takes it over.
 void ZVTracker::setUsePong(bool usePong) {
   if (postedToMainThread(internal_->platform->mainRunLoop(), *this, &ZVTracker::setUsePong, usePong)) return;
-  internal_->usePong = usePong;
-  if (internal_->ping) internal_->ping->setUsePong(usePong);
+  internal_->ping->setUsePong(usePong);
 }
 
 // Deliberately the session token: a host that sets a user token replaces the current session
@@ -96,6 +98,10 @@ void ZVTracker::setUsePong(bool usePong) {
 void ZVTracker::setUserToken(std::optional<std::string> token) {
   if (postedToMainThread(internal_->platform->mainRunLoop(), *this, &ZVTracker::setUserToken, token)) return;
   internal_->identity.setSessionToken(std::move(token));
+}
+void ZVTracker::setPreviousSessionToken(std::optional<std::string> token) {
+  if (postedToMainThread(internal_->platform->mainRunLoop(), *this, &ZVTracker::setPreviousSessionToken, token)) return;
+  internal_->identity.setPreviousSessionToken(std::move(token));
 }
 
 void ZVTracker::registeredUserEngagementEvent() {
@@ -117,121 +123,56 @@ void ZVTracker::updateUserReturnFrequency() {
 }
 void ZVTracker::setDebugMode(bool debugMode) { internal_->gate->setDebugMode(debugMode); }
 void ZVTracker::setLogLevel(uint64_t logLevel) { internal_->gate->setLogLevel(logLevel); }
-void ZVTracker::setStatus(uint64_t status) {
-  if (postedToMainThread(internal_->platform->mainRunLoop(), *this, &ZVTracker::setStatus, status)) return;
-  internal_->status = status;
-}
 
 // Plain setters.
 
-void ZVTracker::setSections(StringList sections) {
-  if (postedToMainThread(internal_->platform->mainRunLoop(), *this, &ZVTracker::setSections, sections)) return;
-  internal_->sections = std::move(sections);
-}
-void ZVTracker::setAuthors(StringList authors) {
-  if (postedToMainThread(internal_->platform->mainRunLoop(), *this, &ZVTracker::setAuthors, authors)) return;
-  internal_->authors = std::move(authors);
-}
-void ZVTracker::setZones(StringList zones) {
-  if (postedToMainThread(internal_->platform->mainRunLoop(), *this, &ZVTracker::setZones, zones)) return;
-  internal_->zones = std::move(zones);
-}
-void ZVTracker::setDomain(std::optional<std::string> domain) {
-  if (postedToMainThread(internal_->platform->mainRunLoop(), *this, &ZVTracker::setDomain, domain)) return;
-  internal_->domain = std::move(domain);
-}
+void ZVTracker::setSections(StringList sections) { internal_->set(&PageProperties::sections, std::move(sections)); }
+void ZVTracker::setAuthors(StringList authors) { internal_->set(&PageProperties::authors, std::move(authors)); }
+void ZVTracker::setZones(StringList zones) { internal_->set(&PageProperties::zones, std::move(zones)); }
+void ZVTracker::setDomain(std::optional<std::string> domain) { internal_->set(&PageProperties::domain, std::move(domain)); }
 void ZVTracker::setSubDomain(std::optional<std::string> subDomain) {
-  if (postedToMainThread(internal_->platform->mainRunLoop(), *this, &ZVTracker::setSubDomain, subDomain)) return;
-  internal_->subDomain = std::move(subDomain);
+  internal_->set(&PageProperties::subDomain, std::move(subDomain));
 }
 void ZVTracker::setAppReferrer(std::optional<std::string> referrer) {
-  if (postedToMainThread(internal_->platform->mainRunLoop(), *this, &ZVTracker::setAppReferrer, referrer)) return;
-  internal_->appReferrer = std::move(referrer);
+  internal_->set(&PageProperties::appReferrer, std::move(referrer));
 }
-void ZVTracker::setLocation(std::optional<Location> location) {
-  if (postedToMainThread(internal_->platform->mainRunLoop(), *this, &ZVTracker::setLocation, location)) return;
-  internal_->location = location;
-}
+void ZVTracker::setLocation(std::optional<Location> location) { internal_->set(&PageProperties::location, location); }
 void ZVTracker::setIdSync(std::optional<Value> idSync) {
-  if (postedToMainThread(internal_->platform->mainRunLoop(), *this, &ZVTracker::setIdSync, idSync)) return;
-  internal_->idSync = std::move(idSync);
+  if (!acceptHostValue(idSync, internal_->platform->logSink(), "setIdSync")) return;
+  internal_->set(&PageProperties::idSync, std::move(idSync));
 }
-void ZVTracker::setAppid(std::optional<std::string> appid) {
-  if (postedToMainThread(internal_->platform->mainRunLoop(), *this, &ZVTracker::setAppid, appid)) return;
-  internal_->appid = std::move(appid);
-}
-void ZVTracker::setSuffix(std::optional<std::string> suffix) {
-  if (postedToMainThread(internal_->platform->mainRunLoop(), *this, &ZVTracker::setSuffix, suffix)) return;
-  internal_->suffix = std::move(suffix);
-}
-void ZVTracker::setView(std::shared_ptr<View> view) {
-  if (postedToMainThread(internal_->platform->mainRunLoop(), *this, &ZVTracker::setView, view)) return;
-  internal_->view = std::move(view);
-}
-void ZVTracker::setViewId(std::optional<std::string> viewId) {
-  if (postedToMainThread(internal_->platform->mainRunLoop(), *this, &ZVTracker::setViewId, viewId)) return;
-  internal_->viewId = std::move(viewId);
-}
-void ZVTracker::setTitle(std::optional<std::string> title) {
-  if (postedToMainThread(internal_->platform->mainRunLoop(), *this, &ZVTracker::setTitle, title)) return;
-  internal_->title = std::move(title);
-}
-void ZVTracker::setPreviousSessionToken(std::optional<std::string> token) {
-  if (postedToMainThread(internal_->platform->mainRunLoop(), *this, &ZVTracker::setPreviousSessionToken, token)) return;
-  internal_->identity.setPreviousSessionToken(std::move(token));
-}
+void ZVTracker::setAppid(std::optional<std::string> appid) { internal_->set(&PageProperties::appid, std::move(appid)); }
+void ZVTracker::setSuffix(std::optional<std::string> suffix) { internal_->set(&PageProperties::suffix, std::move(suffix)); }
+void ZVTracker::setViewId(std::optional<std::string> viewId) { internal_->set(&PageProperties::viewId, std::move(viewId)); }
+void ZVTracker::setTitle(std::optional<std::string> title) { internal_->set(&PageProperties::title, std::move(title)); }
 void ZVTracker::setUserAgent(std::optional<std::string> userAgent) {
-  if (postedToMainThread(internal_->platform->mainRunLoop(), *this, &ZVTracker::setUserAgent, userAgent)) return;
-  internal_->userAgent = std::move(userAgent);
+  internal_->set(&PageProperties::userAgent, std::move(userAgent));
 }
 void ZVTracker::setExtraParams(std::optional<Value> extraParams) {
-  if (postedToMainThread(internal_->platform->mainRunLoop(), *this, &ZVTracker::setExtraParams, extraParams)) return;
-  internal_->extraParams = std::move(extraParams);
+  if (!acceptHostValue(extraParams, internal_->platform->logSink(), "setExtraParams")) return;
+  internal_->set(&PageProperties::extraParams, std::move(extraParams));
 }
-void ZVTracker::setFirstPing(bool firstPing) {
-  if (postedToMainThread(internal_->platform->mainRunLoop(), *this, &ZVTracker::setFirstPing, firstPing)) return;
-  internal_->firstPing = firstPing;
-}
+void ZVTracker::setView(std::shared_ptr<View> view) { internal_->set(&Internal::view, std::move(view)); }
+void ZVTracker::setFirstPing(bool firstPing) { internal_->set(&Internal::firstPing, firstPing); }
+void ZVTracker::setStatus(uint64_t status) { internal_->set(&Internal::status, status); }
 
 // Getters.
 
-bool ZVTracker::firstPing() const {
-  return readOnMainThread(internal_->platform->mainRunLoop(), [&] { return internal_->firstPing; });
-}
+bool ZVTracker::firstPing() const { return internal_->get(&Internal::firstPing); }
 bool ZVTracker::debugMode() const { return internal_->gate->debugMode(); }
 bool ZVTracker::usePong() const {
-  return readOnMainThread(internal_->platform->mainRunLoop(), [&] { return internal_->usePong; });
+  return readOnMainThread(internal_->platform->mainRunLoop(), [&] { return internal_->ping->usePong(); });
 }
-uint32_t ZVTracker::uid() const {
-  return readOnMainThread(internal_->platform->mainRunLoop(), [&] { return internal_->uid; });
-}
-uint64_t ZVTracker::status() const {
-  return readOnMainThread(internal_->platform->mainRunLoop(), [&] { return internal_->status; });
-}
-std::optional<std::string> ZVTracker::appid() const {
-  return readOnMainThread(internal_->platform->mainRunLoop(), [&] { return internal_->appid; });
-}
-std::optional<std::string> ZVTracker::suffix() const {
-  return readOnMainThread(internal_->platform->mainRunLoop(), [&] { return internal_->suffix; });
-}
-std::shared_ptr<View> ZVTracker::view() const {
-  return readOnMainThread(internal_->platform->mainRunLoop(), [&] { return internal_->view; });
-}
-std::optional<std::string> ZVTracker::viewId() const {
-  return readOnMainThread(internal_->platform->mainRunLoop(), [&] { return internal_->viewId; });
-}
-std::optional<std::string> ZVTracker::title() const {
-  return readOnMainThread(internal_->platform->mainRunLoop(), [&] { return internal_->title; });
-}
-ZVTracker::StringList ZVTracker::sections() const {
-  return readOnMainThread(internal_->platform->mainRunLoop(), [&] { return internal_->sections; });
-}
-ZVTracker::StringList ZVTracker::authors() const {
-  return readOnMainThread(internal_->platform->mainRunLoop(), [&] { return internal_->authors; });
-}
-ZVTracker::StringList ZVTracker::zones() const {
-  return readOnMainThread(internal_->platform->mainRunLoop(), [&] { return internal_->zones; });
-}
+uint32_t ZVTracker::uid() const { return internal_->get(&Internal::uid); }
+uint64_t ZVTracker::status() const { return internal_->get(&Internal::status); }
+std::optional<std::string> ZVTracker::appid() const { return internal_->get(&PageProperties::appid); }
+std::optional<std::string> ZVTracker::suffix() const { return internal_->get(&PageProperties::suffix); }
+std::shared_ptr<View> ZVTracker::view() const { return internal_->get(&Internal::view); }
+std::optional<std::string> ZVTracker::viewId() const { return internal_->get(&PageProperties::viewId); }
+std::optional<std::string> ZVTracker::title() const { return internal_->get(&PageProperties::title); }
+ZVTracker::StringList ZVTracker::sections() const { return internal_->get(&PageProperties::sections); }
+ZVTracker::StringList ZVTracker::authors() const { return internal_->get(&PageProperties::authors); }
+ZVTracker::StringList ZVTracker::zones() const { return internal_->get(&PageProperties::zones); }
 std::optional<std::string> ZVTracker::userToken() const {
   return readOnMainThread(internal_->platform->mainRunLoop(), [&] { return internal_->identity.userToken(); });
 }
@@ -241,27 +182,13 @@ std::optional<std::string> ZVTracker::sessionToken() const {
 std::optional<std::string> ZVTracker::previousSessionToken() const {
   return readOnMainThread(internal_->platform->mainRunLoop(), [&] { return internal_->identity.previousSessionToken(); });
 }
-std::optional<std::string> ZVTracker::appReferrer() const {
-  return readOnMainThread(internal_->platform->mainRunLoop(), [&] { return internal_->appReferrer; });
-}
-std::optional<std::string> ZVTracker::domain() const {
-  return readOnMainThread(internal_->platform->mainRunLoop(), [&] { return internal_->domain; });
-}
-std::optional<std::string> ZVTracker::subDomain() const {
-  return readOnMainThread(internal_->platform->mainRunLoop(), [&] { return internal_->subDomain; });
-}
-std::optional<std::string> ZVTracker::userAgent() const {
-  return readOnMainThread(internal_->platform->mainRunLoop(), [&] { return internal_->userAgent; });
-}
-std::optional<Value> ZVTracker::extraParams() const {
-  return readOnMainThread(internal_->platform->mainRunLoop(), [&] { return internal_->extraParams; });
-}
-std::optional<Value> ZVTracker::idSync() const {
-  return readOnMainThread(internal_->platform->mainRunLoop(), [&] { return internal_->idSync; });
-}
-double ZVTracker::initializationTime() const {
-  return readOnMainThread(internal_->platform->mainRunLoop(), [&] { return internal_->initializationTime; });
-}
+std::optional<std::string> ZVTracker::appReferrer() const { return internal_->get(&PageProperties::appReferrer); }
+std::optional<std::string> ZVTracker::domain() const { return internal_->get(&PageProperties::domain); }
+std::optional<std::string> ZVTracker::subDomain() const { return internal_->get(&PageProperties::subDomain); }
+std::optional<std::string> ZVTracker::userAgent() const { return internal_->get(&PageProperties::userAgent); }
+std::optional<Value> ZVTracker::extraParams() const { return internal_->get(&PageProperties::extraParams); }
+std::optional<Value> ZVTracker::idSync() const { return internal_->get(&PageProperties::idSync); }
+double ZVTracker::initializationTime() const { return internal_->get(&Internal::initializationTime); }
 uint64_t ZVTracker::logLevel() const { return internal_->gate->logLevel(); }
 
 }  // namespace zelvo

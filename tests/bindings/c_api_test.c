@@ -1,10 +1,16 @@
 /* The C API from C: the shared tracker against a collector (tests/bindings/with_collector.sh
    checks what the collector saw), consent asked first (a view tracked before the reader agrees
    never reaches the collector), and the error codes of bad arguments. Built as C11 with
-   -pedantic -Werror, which is also the check that zelvo.h is plain C. */
-#define _POSIX_C_SOURCE 200809L /* nanosleep */
+   -pedantic -Werror, which is also the check that zelvo.h is plain C.
+
+   The environment picks the transport: ZELVO_TEST_PROXY a proxy ("" none, whatever https_proxy
+   says); ZELVO_TEST_HANDLER=1 the host's handler, running the curl program (strace tells its
+   connections from the library's); neither, curl directly. */
+#define _POSIX_C_SOURCE 200809L /* nanosleep, popen */
+#include <pthread.h>
 #include <stdatomic.h>
 #include <stdio.h>
+#include <stdlib.h>
 #include <string.h>
 #include <time.h>
 
@@ -27,14 +33,92 @@ static void onOutcome(void* user_data, zelvo_ping_outcome outcome, int status_co
   }
 }
 
-static void sleepTenths(int tenths) {
-  const struct timespec tenth = {0, 100000000};
-  while (tenths-- > 0) nanosleep(&tenth, NULL);
-}
-
 static void onLog(void* user_data, zelvo_log_severity severity, const char* line) {
   if (severity == ZELVO_LOG_ERROR) atomic_fetch_add((atomic_int*)user_data, 1);
   fprintf(stderr, "log %d: %s\n", (int)severity, line);
+}
+
+static void waitTenths(int tenths) {
+  const struct timespec wait = {tenths / 10, (tenths % 10) * 100000000L};
+  nanosleep(&wait, NULL);
+}
+
+/* ---- The host's own transport: each request on a thread, sent by the curl program. ---- */
+
+typedef struct {
+  zelvo_http_request* request;
+  char command[8192];
+} Job;
+
+static void* sendWithCurl(void* data) {
+  Job* job = data;
+  char output[1 << 16];
+  size_t length = 0;
+  char *last, *body = output;
+  int status;
+  FILE* curl = popen(job->command, "r");
+  if (curl) length = fread(output, 1, sizeof output - 1, curl);
+  status = curl ? pclose(curl) : -1;
+  output[length] = '\0';
+  last = strrchr(output, '\n');
+  if (status == 0 && last) {
+    EXPECT(zelvo_http_request_complete(job->request, atoi(last + 1), body, (size_t)(last - body)) == ZELVO_OK);
+  } else {
+    EXPECT(zelvo_http_request_fail(job->request, ZELVO_PING_CONNECTION_FAILED, "curl failed") == ZELVO_OK);
+  }
+  EXPECT(zelvo_http_request_complete(job->request, 200, NULL, 0) == ZELVO_ERROR_REFUSED); /* ended already */
+  free(job);
+  return NULL;
+}
+
+/* The library's URLs and user agent hold no quote: the shell takes them as they are. */
+static void handleRequest(void* caFile, zelvo_http_request* request) {
+  const char *url = "", *agent = NULL;
+  pthread_t thread;
+  Job* job = malloc(sizeof *job);
+  EXPECT(zelvo_http_request_url(request, &url) == ZELVO_OK);
+  EXPECT(zelvo_http_request_header(request, "User-Agent", &agent) == ZELVO_OK);
+  job->request = request;
+  snprintf(job->command, sizeof job->command, "curl -s --max-time 5 --cacert '%s' -A '%s' -w '\\n%%{http_code}' '%s'",
+           (const char*)caFile, agent ? agent : "", url);
+  EXPECT(pthread_create(&thread, NULL, sendWithCurl, job) == 0 && pthread_detach(thread) == 0);
+}
+
+/* A platform that cannot reach the collector delivers nothing and counts each failure. */
+static void checkUndelivered(const char* endpoint, const char* caFile, const char* proxy, const char* storeFile,
+                             zelvo_counter counter) {
+  char store[4096];
+  zelvo_options* options = NULL;
+  zelvo_platform* platform = NULL;
+  zelvo_tracker* tracker = NULL;
+  zelvo_view* view = NULL;
+  zelvo_status* status = NULL;
+  uint64_t failed = 0, delivered = 1;
+  int tenths;
+  snprintf(store, sizeof store, "%s.undelivered", storeFile);
+  EXPECT(zelvo_options_new(&options) == ZELVO_OK && zelvo_options_set_endpoint(options, endpoint) == ZELVO_OK);
+  EXPECT(zelvo_options_set_ca_file(options, caFile) == ZELVO_OK && zelvo_options_set_store_path(options, store) == ZELVO_OK);
+  EXPECT(zelvo_options_set_reachability(options, ZELVO_REACHABILITY_ALWAYS) == ZELVO_OK);
+  EXPECT(zelvo_options_set_proxy(options, proxy) == ZELVO_OK);
+  EXPECT(zelvo_options_set_connect_timeout(options, 2) == ZELVO_OK);
+  EXPECT(zelvo_options_set_request_timeout(options, 0) == ZELVO_ERROR_INVALID_ARGUMENT);
+  EXPECT(zelvo_platform_new(options, &platform) == ZELVO_OK && zelvo_tracker_new(platform, &tracker) == ZELVO_OK);
+  EXPECT(zelvo_view_new(0, &view) == ZELVO_OK);
+  zelvo_options_free(options);
+  EXPECT(zelvo_tracker_start(tracker, 12345, NULL) == ZELVO_OK);
+  EXPECT(zelvo_tracker_track_view(tracker, view, "/c-api/undelivered", NULL) == ZELVO_OK);
+  for (tenths = 0; tenths < 100 && failed == 0; ++tenths) {
+    waitTenths(1);
+    if (zelvo_tracker_status(tracker, &status) != ZELVO_OK) break;
+    zelvo_status_counter(status, counter, &failed);
+    zelvo_status_counter(status, ZELVO_PINGS_DELIVERED, &delivered);
+    zelvo_status_free(status);
+  }
+  EXPECT(failed >= 1 && delivered == 0);
+  zelvo_tracker_stop(tracker);
+  zelvo_tracker_free(tracker);
+  zelvo_view_free(view);
+  zelvo_platform_free(platform);
 }
 
 /* Every bad argument gives its code and changes nothing (the collector sees none of them). */
@@ -48,6 +132,7 @@ static void checkBadArguments(zelvo_tracker* tracker, zelvo_platform* platform, 
   EXPECT(zelvo_options_new(&badEndpoint) == ZELVO_OK && zelvo_view_new(0, &plain) == ZELVO_OK);
   zelvo_options_set_endpoint(badEndpoint, "not a url");
   zelvo_options_set_log_callback(badEndpoint, onLog, errorLines);
+  zelvo_options_set_reachability(badEndpoint, ZELVO_REACHABILITY_ALWAYS); /* no routes asked */
   {
     const struct {
       zelvo_error got, want;
@@ -111,7 +196,10 @@ int main(int argc, char** argv) {
   EXPECT(zelvo_options_set_store_path(options, argv[3]) == ZELVO_OK);
   EXPECT(zelvo_options_set_app_id(options, "com.example.capi") == ZELVO_OK);
   EXPECT(zelvo_options_set_model_name(options, "C test") == ZELVO_OK);
-  EXPECT(zelvo_options_set_reachability(options, ZELVO_REACHABILITY_ALWAYS) == ZELVO_OK);
+  /* With a handler the default (the system's routes) asks nothing: no socket of the library's. */
+  if (!getenv("ZELVO_TEST_HANDLER")) EXPECT(zelvo_options_set_reachability(options, ZELVO_REACHABILITY_ALWAYS) == ZELVO_OK);
+  if (getenv("ZELVO_TEST_PROXY")) EXPECT(zelvo_options_set_proxy(options, getenv("ZELVO_TEST_PROXY")) == ZELVO_OK);
+  if (getenv("ZELVO_TEST_HANDLER")) EXPECT(zelvo_options_set_http_handler(options, handleRequest, argv[2]) == ZELVO_OK);
   EXPECT(zelvo_options_set_consent_required(options, 1) == ZELVO_OK);
   EXPECT(zelvo_platform_new(options, &platform) == ZELVO_OK);
   zelvo_options_free(options);
@@ -140,7 +228,7 @@ int main(int argc, char** argv) {
   EXPECT(zelvo_view_new(0, &waiting) == ZELVO_OK);
   EXPECT(zelvo_tracker_track_view(tracker, waiting, "/c-api/before-consent", NULL) == ZELVO_OK);
   EXPECT(zelvo_tracker_send_input_event(tracker, ZELVO_INPUT_TOUCHES) == ZELVO_OK);
-  sleepTenths(15);
+  waitTenths(15);
   EXPECT(atomic_load(&delivered) == 0);
   zelvo_view_free(waiting);
 
@@ -155,7 +243,7 @@ int main(int argc, char** argv) {
   EXPECT(zelvo_tracker_post_app_event(tracker, ZELVO_KEYBOARD_DID_SHOW) == ZELVO_OK);
 
   /* Pings from the next second on, one a second; the third carries the scroll depth. */
-  for (tenths = 0; tenths < 200 && atomic_load(&delivered) < 3; ++tenths) sleepTenths(1);
+  for (tenths = 0; tenths < 200 && atomic_load(&delivered) < 3; ++tenths) waitTenths(1);
   EXPECT(zelvo_tracker_set_ping_outcome_callback(tracker, NULL, NULL) == ZELVO_OK);
   EXPECT(zelvo_tracker_status(tracker, &status) == ZELVO_OK);
   EXPECT(zelvo_status_counter(status, ZELVO_PINGS_DELIVERED, &count) == ZELVO_OK);
@@ -168,6 +256,9 @@ int main(int argc, char** argv) {
   zelvo_view_free(article);
   zelvo_tracker_free(tracker);
   zelvo_platform_free(platform);
+  /* A dead proxy; then the live one's tunnel to a collector the system's authorities do not vouch for. */
+  if (!getenv("ZELVO_TEST_HANDLER") && !getenv("ZELVO_TEST_PROXY")) checkUndelivered(argv[1], argv[2], "http://127.0.0.1:9", argv[3], ZELVO_FAILED_CONNECTION);
+  if (getenv("ZELVO_TEST_PROXY") && *getenv("ZELVO_TEST_PROXY")) checkUndelivered(argv[1], "/etc/ssl/certs/ca-certificates.crt", getenv("ZELVO_TEST_PROXY"), argv[3], ZELVO_FAILED_TLS);
   printf("%d pings delivered, %d failures\n", atomic_load(&delivered), failures);
   return failures == 0 ? 0 : 1;
 }

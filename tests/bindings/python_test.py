@@ -3,6 +3,7 @@ a tracker with its properties, callbacks and status, consent asked first (a view
 before the reader agrees never reaches the collector), and the error codes of bad arguments.
 Usage: python_test.py ENDPOINT CA_FILE STORE_FILE, with ZELVO_LIBRARY naming the library."""
 import ctypes
+import os
 import sys
 import time
 
@@ -50,6 +51,32 @@ def drive(endpoint, ca_file, store_path):
     assert not any(severity == zelvo.LogSeverity.ERROR for severity, _ in log_lines), log_lines
 
 
+def drive_own_transport(endpoint, ca_file, store_path):
+    """The same through urllib (the example's transport): the library's proxy, which curl would
+    use, is dead and unused; the requests reach the collector all the same."""
+    sys.path.insert(0, os.path.join(os.path.dirname(__file__), "..", "..", "bindings", "python"))
+    from urllib_transport import make_transport
+    urls, outcomes = [], []
+    urllib_transport = make_transport(ca_file)
+
+    def transport(url, headers):
+        urls.append((url, headers.get("User-Agent", "")))
+        return urllib_transport(url, headers)
+
+    with zelvo.Tracker(12345, app_id="com.example.python", endpoint=endpoint, store_path=store_path + ".own",
+                       reachability=zelvo.Reachability.ALWAYS, proxy="http://127.0.0.1:9", request_timeout=2,
+                       connect_timeout=1, transport=transport) as tracker:
+        tracker.on_ping = outcomes.append
+        tracker.interval = 1
+        tracker.track_view(zelvo.View(bounds=(375, 667)), "/python/own-transport", "urllib")
+        deadline = time.monotonic() + 20
+        while sum(o.kind == zelvo.PingOutcome.DELIVERED for o in outcomes) < 2 and time.monotonic() < deadline:
+            time.sleep(0.1)
+        status = tracker.status
+    assert status.delivered >= 2 and status.failed_connection == 0, (outcomes, status)
+    assert all(url.startswith(endpoint + "/ping?") and agent for url, agent in urls), urls
+
+
 def bad_arguments():
     options, view = ctypes.c_void_p(), ctypes.c_void_p()
     assert lib.zelvo_options_new(ctypes.byref(options)) == Error.OK
@@ -60,6 +87,9 @@ def bad_arguments():
         (lib.zelvo_options_set_app_id(options, b"caf\xc3"), Error.INVALID_UTF8),
         (lib.zelvo_options_set_endpoint(options, b"\xed\xa0\x80"), Error.INVALID_UTF8),
         (lib.zelvo_view_set_content_offset(view, 0.0, 1.0), Error.INVALID_ARGUMENT),
+        (lib.zelvo_options_set_request_timeout(options, float("nan")), Error.INVALID_ARGUMENT),
+        (lib.zelvo_options_set_connect_timeout(options, -1.0), Error.INVALID_ARGUMENT),
+        (lib.zelvo_http_request_complete(ctypes.c_void_p(12345), 200, None, 0), Error.REFUSED),
     ]
     lib.zelvo_view_free(view)
     lib.zelvo_options_free(options)
@@ -74,5 +104,6 @@ def bad_arguments():
 
 if __name__ == "__main__":
     drive(*sys.argv[1:4])
+    drive_own_transport(*sys.argv[1:4])
     bad_arguments()
     print(f"zelvo {zelvo.version()} from Python: pings delivered, bad arguments refused")

@@ -3,6 +3,7 @@
 #include <pthread.h>
 #include <signal.h>
 
+#include <future>
 #include <stdexcept>
 #include <utility>
 
@@ -31,8 +32,8 @@ RecordedRequest record(const httplib::Request& request) {
 }  // namespace
 
 LocalHttpsServer::LocalHttpsServer(std::vector<std::string> hostNames,
-                                   std::chrono::seconds maxLifetime) {
-  const KeyAndCertificate identity = authority_.issueServerCertificate(hostNames);
+                                   std::chrono::seconds maxLifetime, bool localNames) {
+  const KeyAndCertificate identity = authority_.issueServerCertificate(hostNames, localNames);
   // The server context takes its own references to the certificate and key.
   server_ = std::make_unique<httplib::SSLServer>(identity.certificate.get(), identity.key.get());
   if (!server_->is_valid()) throw std::runtime_error("httplib SSL server is not valid");
@@ -44,6 +45,15 @@ LocalHttpsServer::LocalHttpsServer(std::vector<std::string> hostNames,
   });
   port_ = server_->bind_to_any_port("127.0.0.1");
   if (port_ <= 0) throw std::runtime_error("cannot bind 127.0.0.1");
+  // httplib says it is running before it makes its pool of threads; the constructor waits for
+  // the pool, so that a test counting the process's threads never sees them appear later.
+  auto pooled = std::make_shared<std::promise<void>>();
+  std::future<void> poolMade = pooled->get_future();
+  server_->new_task_queue = [pooled] {
+    auto* pool = new httplib::ThreadPool(CPPHTTPLIB_THREAD_POOL_COUNT);
+    pooled->set_value();
+    return pool;
+  };
 
   listener_ = std::thread([this] {
     // A client that goes away must not kill the test binary when a handler answers it;
@@ -54,11 +64,8 @@ LocalHttpsServer::LocalHttpsServer(std::vector<std::string> hostNames,
     pthread_sigmask(SIG_BLOCK, &pipe, nullptr);
     server_->listen_after_bind();
   });
-  // stop() is lost on a server that has not started listening yet.
-  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(5);
-  while (!server_->is_running() && std::chrono::steady_clock::now() < deadline) {
-    std::this_thread::yield();
-  }
+  // stop() is lost on a server that has not started listening yet; it has once its pool is made.
+  poolMade.wait_for(std::chrono::seconds(5));
   watchdog_ = std::thread([this, maxLifetime] {
     std::unique_lock lock(mutex_);
     changed_.wait_for(lock, maxLifetime, [this] { return stopping_; });

@@ -33,7 +33,8 @@ struct Reply {
 };
 
 // An HTTPS server on 127.0.0.1 (ephemeral port) for tests, with a certificate of its own
-// throw-away authority valid for "localhost", 127.0.0.1 and the given host names. It
+// throw-away authority valid for "localhost", 127.0.0.1 (unless `localNames` is false) and the
+// given host names. It
 // records every request, answers by a script (200 once the script is used up) or with a
 // body served for a path, and stops by itself after `maxLifetime` even if nobody stops it.
 // Thread: any; its handlers run on the server's own threads, which ignore SIGPIPE.
@@ -42,7 +43,7 @@ class LocalHttpsServer {
   static constexpr std::chrono::seconds kHangLimit{5};
 
   explicit LocalHttpsServer(std::vector<std::string> hostNames = {},
-                            std::chrono::seconds maxLifetime = std::chrono::seconds(30));
+                            std::chrono::seconds maxLifetime = std::chrono::seconds(30), bool localNames = true);
   ~LocalHttpsServer();
   LocalHttpsServer(const LocalHttpsServer&) = delete;
   LocalHttpsServer& operator=(const LocalHttpsServer&) = delete;

@@ -29,9 +29,10 @@ class ReachabilityWatchTest : public ::testing::Test {
 
   zelvo::testing::VirtualClock clock;
   zelvo::testing::ManualRunLoop loop{clock};
+  zelvo::testing::ManualExecutor resolver;
   std::shared_ptr<std::optional<uint32_t>> flags = std::make_shared<std::optional<uint32_t>>(0u);
   std::shared_ptr<ReachabilityWatch> watch =
-      std::make_shared<ReachabilityWatch>(loop, std::make_unique<SettableProbe>(flags));
+      std::make_shared<ReachabilityWatch>(loop, resolver, std::make_unique<SettableProbe>(flags));
   std::shared_ptr<TargetState> state =
       std::make_shared<TargetState>(TargetState::Kind::kInternet, IpAddress{}, std::string());
   int calls = 0;

@@ -225,6 +225,7 @@ struct Staged {
   std::string path;           // the store file to open; "skip: why" when the fault cannot be made here
   Value::Dictionary synced;   // what was synchronised before the fault
   bool fillOnceOpen = false;  // the disk fills while the store is open
+  bool deleteOnceOpen = false;  // the file is deleted while the store is open
 };
 
 // A store holding a user token and `fillers` more rows, synchronised.
@@ -307,6 +308,7 @@ std::string outcomeAfter(const Staged& staged, const std::string& dir) {
   {
     SqliteStore store(log, staged.path, kNeverByItself);
     if (staged.fillOnceOpen) fill(dir);
+    if (staged.deleteOnceOpen) std::filesystem::remove(staged.path);
     store.set("new", Value(1));
     outcome = std::string("read=") + howMuchOf(staged.synced, store) + " persistent=" + (store.isPersistent() ? "yes" : "no") +
               " saved=" + (store.synchronize() ? "yes" : "no");
@@ -318,7 +320,8 @@ std::string outcomeAfter(const Staged& staged, const std::string& dir) {
   for (const std::string& line : log.lines()) {
     std::string said = line;
     for (const char* phrase : {"was damaged", "can be read but not written", "leaving it as it is", "directory is unusable",
-                               "unreadable", "too deeply nested", "Cannot save", "unsaved"}) {
+                               "unreadable", "too deeply nested", "Cannot save", "unsaved", "not a regular file",
+                               "deleted or replaced"}) {
       if (line.starts_with("[ZV]:") && line.find(phrase) != std::string::npos) said = phrase;
     }
     outcome += "[" + said + "]";
@@ -328,7 +331,8 @@ std::string outcomeAfter(const Staged& staged, const std::string& dir) {
 
 enum class Fault {
   kGarbage, kTruncated, kDirectoryInItsPlace, kDirectoryCannotBeMade, kReadOnlyByMode, kReadOnlyByOwner,
-  kUnreadable, kReadOnlyFileSystem, kDiskFull, kDiskFillsWhileOpen, kWriterKilled, kBadRows
+  kUnreadable, kReadOnlyFileSystem, kDiskFull, kDiskFillsWhileOpen, kWriterKilled, kBadRows, kFifoInItsPlace,
+  kDeletedWhileOpen
 };
 
 Staged stage(Fault fault, const std::string& dir) {
@@ -336,6 +340,8 @@ Staged stage(Fault fault, const std::string& dir) {
   if (fault == Fault::kWriterKilled) return killedWriter(path);
   if (fault == Fault::kDirectoryInItsPlace) std::filesystem::create_directory(path);
   if (fault == Fault::kDirectoryInItsPlace) return {path, {}};
+  // Opened for reading, a FIFO waits for a writer that never comes.
+  if (fault == Fault::kFifoInItsPlace) return {mkfifo(path.c_str(), 0600) == 0 ? path : "skip: cannot make a FIFO", {}};
   // A regular file where a directory should be stops mkdir.
   if (fault == Fault::kDirectoryCannotBeMade) std::ofstream(dir + "/plain-file") << "x";
   if (fault == Fault::kDirectoryCannotBeMade) return {dir + "/plain-file/sub/zelvo.sqlite", {}};
@@ -353,6 +359,7 @@ Staged stage(Fault fault, const std::string& dir) {
     case Fault::kReadOnlyFileSystem: if (std::string skip = remount(dir, true); !skip.empty()) return {skip, {}}; break;
     case Fault::kDiskFull: fill(dir); break;
     case Fault::kDiskFillsWhileOpen: staged.fillOnceOpen = true; break;
+    case Fault::kDeletedWhileOpen: staged.deleteOnceOpen = true; break;
     // A row 50,000 levels deep, decoded recursively, would crash every start.
     case Fault::kBadRows: {
       std::string rows = "INSERT INTO zelvo_values VALUES ('bad', '{not json'), ('wrong shape', '{\"int\":\"7\"}'), ('deep', '";
@@ -378,7 +385,7 @@ const FaultRow kFaults[] = {
     {"Truncated", Fault::kTruncated,
      "read=none persistent=yes saved=yes aside=1 file=changed reread=none new=yes log=[was damaged]"},
     {"DirectoryInItsPlace", Fault::kDirectoryInItsPlace,
-     "read=none persistent=no saved=no aside=0 file=same reread=none new=no log=[leaving it as it is]"},
+     "read=none persistent=no saved=no aside=0 file=same reread=none new=no log=[not a regular file]"},
     {"DirectoryCannotBeMade", Fault::kDirectoryCannotBeMade,
      "read=none persistent=no saved=no aside=0 file=same reread=none new=no log=[directory is unusable]"},
     {"ReadOnlyByMode", Fault::kReadOnlyByMode,
@@ -399,6 +406,11 @@ const FaultRow kFaults[] = {
     {"BadRows", Fault::kBadRows,
      "read=all persistent=yes saved=yes aside=0 file=changed reread=all new=yes log=[unreadable][too deeply nested][unreadable]"},
     {"WriterKilled", Fault::kWriterKilled, "read=all persistent=yes saved=yes aside=0 file=changed reread=all new=yes log="},
+    {"FifoInItsPlace", Fault::kFifoInItsPlace,
+     "read=none persistent=no saved=no aside=0 file=same reread=none new=no log=[not a regular file]"},
+    // Noticed at the next commit, which writes every value to a new file.
+    {"DeletedWhileOpen", Fault::kDeletedWhileOpen,
+     "read=all persistent=yes saved=yes aside=0 file=changed reread=all new=yes log=[deleted or replaced]"},
 };
 
 // Names the row where a failure or CTest lists the case.
@@ -431,6 +443,48 @@ TEST_P(StoreFaultTest, EndsInItsState) {
 
 INSTANTIATE_TEST_SUITE_P(Store, StoreFaultTest, ::testing::ValuesIn(kFaults),
                          [](const auto& info) { return std::string(info.param.name); });
+
+// Processes starting on one new file at once, each with a value of its own for the same
+// key (a user token): every one of them ends with the one value the file keeps.
+TEST_F(SqliteStoreTest, ProcessesStartingAtOnceAgreeOnOneValue) {
+  for (int round = 0; round < 3; ++round) {
+    const std::string path = dir_.file("round" + std::to_string(round) + ".sqlite");
+    int go[2];
+    int told[2];
+    ASSERT_TRUE(pipe(go) == 0 && pipe(told) == 0);
+    for (int i = 0; i < 3; ++i) {
+      if (fork() != 0) continue;
+      char start;
+      const bool started = read(go[0], &start, 1) == 1;  // all at once
+      SqliteStore store(log_, path, kNeverByItself);
+      const Value kept = store.setIfAbsent("token", Value("token of " + std::to_string(i)));
+      const std::string line = (started && kept.asString() ? *kept.asString() : "none") + "\n";
+      _exit(write(told[1], line.data(), line.size()) == static_cast<ssize_t>(line.size()) ? 0 : 1);
+    }
+    close(told[1]);
+    ASSERT_EQ(write(go[1], "ggg", 3), 3);
+    std::string said;
+    for (char c; read(told[0], &c, 1) == 1;) said += c;
+    for (const int fd : {go[0], go[1], told[0]}) close(fd);
+    while (wait(nullptr) > 0) {
+    }
+    const std::string first = said.substr(0, said.find('\n') + 1);
+    EXPECT_EQ(said, first + first + first) << "round " << round;
+    SqliteStore reopened(log_, path, kNeverByItself);
+    EXPECT_EQ(reopened.get("token"), Value(first.substr(0, first.size() - 1))) << "round " << round;
+  }
+}
+
+// Hundreds of commits leave a write-ahead log of a few hundred kilobytes, not megabytes that
+// a nearly full disk would miss.
+TEST_F(SqliteStoreTest, TheWriteAheadLogStaysSmall) {
+  SqliteStore store(log_, path_, kNeverByItself);
+  for (int i = 0; i < 400; ++i) {
+    store.set("value" + std::to_string(i % 50), Value(std::string(2000, static_cast<char>('a' + i % 26))));
+    ASSERT_TRUE(store.synchronize());
+  }
+  EXPECT_LE(std::filesystem::file_size(path_ + "-wal"), 512u * 1024);
+}
 
 TEST_F(SqliteStoreTest, TwoProcessesWritingTheSameFileKeepItConsistent) {
   constexpr int kWrites = 150;

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "common/temp_directory.h"
+#include "tls_support/temp_directory.h"
 
 namespace zelvo::integration {
 

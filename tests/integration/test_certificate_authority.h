@@ -3,7 +3,7 @@
 #include <string>
 #include <vector>
 
-#include "common/certificate_authority.h"
+#include "tls_support/certificate_authority.h"
 #include "integration/temp_directory.h"
 
 namespace zelvo::integration {
@@ -20,9 +20,10 @@ class TestCertificateAuthority {
   // The PEM file of the authority's certificate.
   const std::string& caFile() const { return caFile_; }
 
-  // A server certificate for "localhost", 127.0.0.1 and `hostNames`, valid for a day.
-  KeyAndCertificate issueServerCertificate(const std::vector<std::string>& hostNames) const {
-    return authority_.issueServerCertificate(hostNames);
+  // A server certificate for "localhost", 127.0.0.1 (unless `local` is false) and `hostNames`,
+  // valid for a day.
+  KeyAndCertificate issueServerCertificate(const std::vector<std::string>& hostNames, bool local = true) const {
+    return authority_.issueServerCertificate(hostNames, local);
   }
 
  private:

@@ -8,7 +8,9 @@ set(arguments)
 if(wants_events)
   set(arguments --events)
 endif()
-execute_process(COMMAND ${SIM} ${arguments} ${SCENARIO}
+# EMULATOR (a command line, empty but in a cross build) runs the runner built for another machine.
+separate_arguments(emulator UNIX_COMMAND "${EMULATOR}")
+execute_process(COMMAND ${emulator} ${SIM} ${arguments} ${SCENARIO}
   OUTPUT_VARIABLE actual ERROR_VARIABLE errors RESULT_VARIABLE status)
 if(NOT status EQUAL 0)
   message(FATAL_ERROR "zelvo-sim exited with ${status}: ${errors}")

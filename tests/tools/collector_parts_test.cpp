@@ -1,13 +1,16 @@
 // The collector's parts that need no server: the answer plan, the command line, the record
-// formats and the session summary.
+// formats, the session summary and the output's line writer.
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
+#include <unistd.h>
 
 #include <string>
 #include <variant>
 #include <vector>
 
 #include "collector/command_line.h"
+#include "collector/line_writer.h"
 #include "collector/record_format.h"
 #include "collector/session_summary.h"
 #include "collector/status_plan.h"
@@ -147,6 +150,33 @@ TEST(SessionSummaryTest, GroupsPingsIntoViewsBySessionToken) {
   const std::string text = summaryText(summary);
   EXPECT_EQ(text.rfind("3 views, 5 pings (answers: 4x200 1x503), 7 requests, 1 with violations", 0), 0u) << text;
   EXPECT_NE(text.find("deepest scroll    900 px"), std::string::npos) << text;
+}
+
+// A console nobody reads (its pipe full) and a full disk: writing never waits on them, a
+// line past the queue's bound is refused at once, and close() gives up on the rest after its
+// grace, counting every line as lost.
+TEST(LineWriterTest, NeverWaitsOnItsDestinationAndCountsWhatItLoses) {
+  constexpr std::size_t kLines = 2000;
+  int unread[2];
+  ASSERT_EQ(pipe2(unread, O_CLOEXEC | O_NONBLOCK), 0);
+  while (::write(unread[1], "f", 1) == 1) {
+  }
+  ASSERT_EQ(fcntl(unread[1], F_SETFL, 0), 0);
+  const int full = ::open("/dev/full", O_WRONLY | O_CLOEXEC);
+  ASSERT_GE(full, 0);
+  for (const int fd : {unread[1], full}) {
+    LineWriter writer(fd, "the test's destination", 16 * 1024);
+    std::size_t refused = 0;
+    for (std::size_t i = 0; i < kLines; ++i) refused += writer.write(std::string(99, 'x')) ? 0 : 1;
+    if (fd == unread[1]) {
+      EXPECT_GT(refused, kLines / 2) << "the queue holds 16 KiB";
+    }
+    EXPECT_EQ(writer.close(), kLines) << fd;
+    EXPECT_FALSE(writer.write("after the close"));
+  }
+  ::close(unread[0]);
+  ::close(unread[1]);
+  ::close(full);
 }
 
 }  // namespace

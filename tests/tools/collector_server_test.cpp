@@ -11,7 +11,7 @@
 #include <thread>
 #include <vector>
 
-#include "common/temp_directory.h"
+#include "tls_support/temp_directory.h"
 #include "collector/collector_server.h"
 #include "zelvo/constants.h"
 #include "zelvo/linux/curl_http_client.h"

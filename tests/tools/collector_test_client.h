@@ -81,6 +81,17 @@ class TestClient {
     return send(request) ? readAnswer() : -1;
   }
 
+  // What arrives up to and including `marker`; empty when the connection ends before it.
+  std::string readUntil(std::string_view marker) {
+    std::size_t at;
+    while ((at = received_.find(marker)) == std::string::npos) {
+      if (!receive()) return {};
+    }
+    std::string read = received_.substr(0, at + marker.size());
+    received_.erase(0, at + marker.size());
+    return read;
+  }
+
   // Whether the server closes the connection within five seconds (what it sends first, an
   // alert or a close_notify, is read and dropped).
   bool closedByServer() {

@@ -16,6 +16,8 @@ namespace {
 
 // The page asks for at most this many records at a time; it asks again for the rest.
 constexpr std::size_t kRecordsPerPoll = 500;
+// A download of the records is made and sent about this much at a time.
+constexpr std::size_t kDownloadPieceBytes = 64 * 1024;
 
 // "https://host/rest" → "host".
 std::string_view hostOf(std::string_view url) {
@@ -105,8 +107,8 @@ void CollectorServer::answerPing(std::size_t pingNumber, int status) {
 }
 
 Answer CollectorServer::pageAnswer(std::string_view path, std::string_view query) const {
-  if (path == kPagePath) return {200, "text/html; charset=utf-8", std::string(webPage()), {{"Cache-Control", "no-store"}}};
-  if (path == kIconPath) return {204, "", "", {}};
+  if (path == kPagePath) return {200, "text/html; charset=utf-8", std::string(webPage()), {{"Cache-Control", "no-store"}}, {}};
+  if (path == kIconPath) return {204, "", "", {}, {}};
   std::lock_guard lock(mutex_);
   if (path == kRecordsPath) {
     std::string body = "{\"received\":" + std::to_string(records_.received()) +
@@ -118,15 +120,25 @@ Answer CollectorServer::pageAnswer(std::string_view path, std::string_view query
       body += jsonLine(batch[i]);
     }
     body += "]}";
-    return {200, "application/json", std::move(body), {{"Cache-Control", "no-store"}}};
+    return {200, "application/json", std::move(body), {{"Cache-Control", "no-store"}}, {}};
   }
-  std::string lines;
-  for (const RequestRecord& record : records_.all()) {
-    lines += jsonLine(record);
-    lines += '\n';
-  }
-  return {200, "application/jsonl; charset=utf-8", std::move(lines),
-          {{"Content-Disposition", "attachment; filename=\"zelvo-records.jsonl\""}}};
+  Answer download{200, "application/jsonl; charset=utf-8", "",
+                  {{"Content-Disposition", "attachment; filename=\"zelvo-records.jsonl\""}}, {}};
+  // The records kept when it was asked for, made piece by piece as the client reads: the
+  // oldest may be dropped meanwhile, and later ones are left for the next download.
+  download.nextPiece = [this, sent = uint64_t{0}, last = uint64_t{records_.received()}]() mutable {
+    std::lock_guard lock(mutex_);
+    std::string piece;
+    while (piece.size() < kDownloadPieceBytes && sent < last) {
+      const std::vector<RequestRecord> batch = records_.after(sent, 1);
+      if (batch.empty() || batch.front().sequence > last) break;
+      piece += jsonLine(batch.front());
+      piece += '\n';
+      sent = batch.front().sequence;
+    }
+    return piece;
+  };
+  return download;
 }
 
 Answer CollectorServer::handle(const Request& request) {
@@ -160,7 +172,7 @@ Answer CollectorServer::handle(const Request& request) {
     if (record.method != "GET") record.violations.insert(record.violations.begin(), {"", "a ping is a GET"});
     answer.status = settings_.statuses.statusFor(pingCount_);
   } else if (path == kConfigPath && record.method == "GET") {
-    answer = {200, "application/json", settings_.configBody, {}};
+    answer = {200, "application/json", settings_.configBody, {}, {}};
   } else {
     answer.status = 404;
     record.violations.push_back({"", "no such endpoint: " + record.method + " " + record.path});

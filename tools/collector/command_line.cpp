@@ -22,8 +22,10 @@ const char* const kUsage =
     "  --seconds N         stop after N seconds (1..3600, default 60)\n"
     "  --max-requests N    stop after N requests (1..100000, default 1000)\n"
     "\n"
-    "Stops on SIGINT or SIGTERM too. Exit status: 0 when no request broke a rule, 1 when one\n"
-    "did, 2 when the collector could not run.\n";
+    "Stops on SIGINT or SIGTERM too. Lines the console does not take in time are dropped (a\n"
+    "count is printed at the end); the server never waits for them. Exit status: 0 when no\n"
+    "request broke a rule, 1 when one did, 2 when the collector could not run or could not\n"
+    "write every record to the --json-out file.\n";
 
 namespace {
 

@@ -8,6 +8,7 @@
 #include <boost/beast/http.hpp>
 #include <boost/beast/ssl.hpp>
 
+#include <algorithm>
 #include <array>
 #include <atomic>
 #include <condition_variable>
@@ -28,14 +29,20 @@ namespace ssl = net::ssl;
 using tcp = net::ip::tcp;
 
 // After an answer that closes a connection early (a head too large), what the client still
-// sends is read and dropped for a while: closing on unread bytes would reset the connection,
-// and the client would lose the answer.
-constexpr std::size_t kDrainBytes = 2 * 1024 * 1024;
-constexpr auto kDrainTime = std::chrono::seconds(2);
+// sends is read and dropped (a lingering close): closing on unread bytes would reset the
+// connection, and the client would lose the answer. While the client keeps sending, up to a
+// bound in bytes and in time.
+constexpr std::size_t kDrainBytes = 4 * 1024 * 1024;
+constexpr auto kDrainIdle = std::chrono::seconds(1);
+constexpr auto kDrainTime = std::chrono::seconds(5);
 constexpr auto kCloseTime = std::chrono::seconds(1);
 constexpr auto kStopGrace = std::chrono::seconds(1);
 // The request line's words and blanks around the target.
 constexpr std::size_t kRequestLineExtra = 64;
+// The read buffer holds the head, or a chunked body's trailer, whole. Beast throws on a field
+// of 65,534 bytes or more; a buffer below that turns such a field into a head too large.
+constexpr std::size_t kBufferCeiling = 60 * 1024;
+constexpr std::size_t kBufferSlack = 4096;
 
 class Session;
 
@@ -70,7 +77,7 @@ struct HttpsServer::State {
 namespace {
 
 std::size_t headLimit(const ServerLimits& limits) {
-  return limits.maxTargetBytes + limits.maxHeaderBytes + kRequestLineExtra;
+  return std::min(limits.maxTargetBytes + limits.maxHeaderBytes + kRequestLineExtra, kBufferCeiling - kBufferSlack);
 }
 
 std::size_t fieldBytes(const http::fields& fields) {
@@ -81,7 +88,7 @@ std::size_t fieldBytes(const http::fields& fields) {
 
 std::string_view view(beast::string_view text) { return {text.data(), text.size()}; }
 
-Answer refusal(int status, std::string text) { return {status, "text/plain; charset=utf-8", std::move(text) + "\n", {}}; }
+Answer refusal(int status, std::string text) { return {status, "text/plain; charset=utf-8", std::move(text) + "\n", {}, {}}; }
 
 // One connection: the handshake, then requests one after the other, all on its strand.
 class Session : public std::enable_shared_from_this<Session> {
@@ -90,7 +97,7 @@ class Session : public std::enable_shared_from_this<Session> {
       : stream_(std::move(socket), state.tls),
         state_(state),
         overCapacity_(overCapacity),
-        buffer_(headLimit(state.limits) + 4096) {}
+        buffer_(headLimit(state.limits) + kBufferSlack) {}
 
   ~Session() {
     std::lock_guard lock(state_.mutex);
@@ -163,10 +170,10 @@ class Session : public std::enable_shared_from_this<Session> {
 
   Answer respond(const http::request<http::string_body>& request) {
     if (overCapacity_) {
-      return {503, "text/plain; charset=utf-8", "too many connections\n", {{"Retry-After", "1"}}};
+      return {503, "text/plain; charset=utf-8", "too many connections\n", {{"Retry-After", "1"}}, {}};
     }
     if (!state_.rate.take(RateLimit::Clock::now())) {
-      return {503, "text/plain; charset=utf-8", "too many requests\n", {{"Retry-After", "1"}}};
+      return {503, "text/plain; charset=utf-8", "too many requests\n", {{"Retry-After", "1"}}, {}};
     }
     if (request.target().size() > state_.limits.maxTargetBytes) return refusal(414, "request target too long");
     if (fieldBytes(request.base()) > state_.limits.maxHeaderBytes) return refusal(431, "header fields too large");
@@ -179,15 +186,22 @@ class Session : public std::enable_shared_from_this<Session> {
     }
   }
 
+  template <typename Message>
+  static void setHead(Message& message, const Answer& reply, bool keepAlive) {
+    message.set(http::field::server, "zelvo-collector");
+    if (!reply.contentType.empty()) message.set(http::field::content_type, reply.contentType);
+    for (const auto& [name, value] : reply.headers) message.set(name, value);
+    message.keep_alive(keepAlive);
+  }
+
   void answer(Answer reply, bool keepAlive, bool drainAfter) {
+    if (reply.nextPiece) return answerInPieces(std::move(reply), keepAlive);
     response_.emplace(static_cast<http::status>(reply.status), 11);
-    response_->set(http::field::server, "zelvo-collector");
-    if (!reply.contentType.empty()) response_->set(http::field::content_type, reply.contentType);
-    for (const auto& [name, value] : reply.headers) response_->set(name, value);
+    setHead(*response_, reply, keepAlive);
     response_->body() = std::move(reply.body);
-    response_->keep_alive(keepAlive);
     response_->prepare_payload();
-    if (drainAfter) socket().expires_after(kDrainTime);
+    if (drainAfter) drainEnd_ = std::chrono::steady_clock::now() + kDrainTime;
+    if (drainAfter) socket().expires_after(kDrainIdle);
     http::async_write(stream_, *response_,
                       [self = shared_from_this(), keepAlive, drainAfter](beast::error_code error, std::size_t) {
                         self->response_.reset();
@@ -198,8 +212,42 @@ class Session : public std::enable_shared_from_this<Session> {
                       });
   }
 
+  // The head, then one chunk per piece, each written before the next piece is made.
+  void answerInPieces(Answer reply, bool keepAlive) {
+    nextPiece_ = std::move(reply.nextPiece);
+    head_.emplace(static_cast<http::status>(reply.status), 11);
+    setHead(*head_, reply, keepAlive);
+    head_->chunked(true);
+    headWriter_.emplace(*head_);
+    socket().expires_after(state_.limits.requestDeadline);
+    http::async_write_header(stream_, *headWriter_,
+                             [self = shared_from_this(), keepAlive](beast::error_code error, std::size_t) {
+                               if (error) return self->close();
+                               self->writePiece(keepAlive);
+                             });
+  }
+
+  void writePiece(bool keepAlive) {
+    piece_ = nextPiece_();
+    // Each piece has the whole deadline: a client that stops reading is let go.
+    socket().expires_after(state_.limits.requestDeadline);
+    const auto next = [self = shared_from_this(), keepAlive, last = piece_.empty()](beast::error_code error, std::size_t) {
+      if (error) return self->close();
+      if (!last) return self->writePiece(keepAlive);
+      self->nextPiece_ = nullptr;
+      self->headWriter_.reset();
+      self->head_.reset();
+      if (keepAlive) return self->read(false);
+      self->shutdown();
+    };
+    if (piece_.empty()) return net::async_write(stream_, http::make_chunk_last(), next);
+    net::async_write(stream_, http::make_chunk(net::buffer(piece_)), next);
+  }
+
   void drain(std::size_t dropped) {
-    if (dropped >= kDrainBytes) return close();
+    const auto now = std::chrono::steady_clock::now();
+    if (dropped >= kDrainBytes || now >= drainEnd_) return close();
+    socket().expires_after(std::min<std::chrono::steady_clock::duration>(kDrainIdle, drainEnd_ - now));
     stream_.async_read_some(net::buffer(scratch_),
                             [self = shared_from_this(), dropped](beast::error_code error, std::size_t read) {
                               if (error) return self->close();
@@ -224,10 +272,27 @@ class Session : public std::enable_shared_from_this<Session> {
   beast::flat_buffer buffer_;
   std::optional<http::request_parser<http::string_body>> parser_;
   std::optional<http::response<http::string_body>> response_;
+  std::optional<http::response<http::empty_body>> head_;
+  std::optional<http::response_serializer<http::empty_body>> headWriter_;
+  std::function<std::string()> nextPiece_;
+  std::string piece_;
   std::array<char, 16 * 1024> scratch_{};
   bool idle_ = false;
+  std::chrono::steady_clock::time_point drainEnd_;
   std::list<std::weak_ptr<Session>>::iterator registration_;
 };
+
+// Runs the context until it stops. An exception thrown by a connection's work unwinds through
+// the handler that owned the connection, which closes it; the other connections go on.
+void runContained(net::io_context& io) {
+  for (;;) {
+    try {
+      io.run();
+      return;
+    } catch (const std::exception&) {
+    }
+  }
+}
 
 }  // namespace
 
@@ -288,7 +353,7 @@ HttpsServer::HttpsServer(SslContextPtr context, int port, ServerLimits limits, H
   }
   state_->acceptPause.emplace(state_->acceptor->get_executor());
   state_->accept();
-  for (int i = 0; i < std::max(1, limits.threads); ++i) threads_.emplace_back([this] { state_->io->run(); });
+  for (int i = 0; i < std::max(1, limits.threads); ++i) threads_.emplace_back([this] { runContained(*state_->io); });
 }
 
 HttpsServer::~HttpsServer() {

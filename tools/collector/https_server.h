@@ -18,7 +18,10 @@ namespace zelvo::collector {
 // named, and the connection is closed.
 struct ServerLimits {
   std::size_t maxConnections = 256;        // served at once; the next ones get 503
-  std::size_t maxTargetBytes = 64 * 1024;  // path and query: 414
+  // The whole head (request line and fields), and a chunked body's trailer, are read into
+  // one buffer of at most about 60 KiB whatever these say: below the 65,533 bytes Beast
+  // holds a field in, so that no field can reach that size.
+  std::size_t maxTargetBytes = 32 * 1024;  // path and query: 414
   std::size_t maxHeaderBytes = 16 * 1024;  // header fields, names and values: 431
   std::size_t maxBodyBytes = 64 * 1024;    // 413
   double requestsPerSecond = 1000;         // on average, with bursts of as many: 503
@@ -41,11 +44,16 @@ struct Answer {
   std::string contentType;
   std::string body;
   std::vector<std::pair<std::string, std::string>> headers;  // more header fields
+  // When set, the body is sent in chunks as it is made instead of `body`: each call (on the
+  // server's threads, one at a time per answer) returns the next piece, and an empty piece
+  // ends it. A client that reads slowly holds one piece, never the whole body.
+  std::function<std::string()> nextPiece;
 };
 
 // An HTTPS/1.1 server on 127.0.0.1 (Boost.Beast on Boost.Asio with OpenSSL): concurrent
 // connections with keep-alive, each bounded by the limits above. The handler runs on the
-// server's threads, several requests at once.
+// server's threads, several requests at once. An exception that escapes anything a
+// connection runs ends that connection, never the server.
 // Thread: any.
 class HttpsServer {
  public:

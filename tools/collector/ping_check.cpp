@@ -179,7 +179,9 @@ constexpr KeyRule kRules[] = {
     {"g", Group::kEvery, int32Text},
     {"j", Group::kEvery, int32Text},
     {"u", Group::kEvery, tokenText<18>},
-    {"t", Group::kEvery, tokenText<32>},
+    // The session token is the library's 32 characters, or whatever the host set in its
+    // place (setUserToken), escaped like any text.
+    {"t", Group::kEvery, escapedText},
     {"p", Group::kEvery, escapedText},
     {"c", Group::kEvery, dwellMinutesText},
     {"y", Group::kEvery, int32Text},
@@ -210,7 +212,7 @@ constexpr KeyRule kRules[] = {
     {"V", Group::kFull, sdkVersionText},
     {"v", Group::kFullOptional, lastPathText},
     {"r", Group::kFullOptional, escapedText},
-    {"D", Group::kFullOptional, tokenText<32>},
+    {"D", Group::kFullOptional, escapedText},  // the session token before, either kind
     {"_s", Group::kFullOptional, idSyncText},
 };
 

@@ -5,7 +5,7 @@
 #include <memory>
 #include <string>
 
-#include "common/certificate_authority.h"
+#include "tls_support/certificate_authority.h"
 
 namespace zelvo::collector {
 

@@ -17,7 +17,7 @@
 #include "collector/collector_server.h"
 #include "collector/record_format.h"
 #include "collector/session_summary.h"
-#include "common/temp_directory.h"
+#include "tls_support/temp_directory.h"
 #include "demo/console.h"
 #include "demo/demo_platform.h"
 #include "demo/reader_session.h"
@@ -57,10 +57,10 @@ std::optional<DemoOptions> parseOptions(int argc, char** argv) {
   return options;
 }
 
-std::unique_ptr<linux_platform::LinuxPlatform> linuxPlatform(const tools::TempDirectory& directory,
-                                                             const collector::CollectorServer& collector,
-                                                             demo::Console& console) {
-  linux_platform::LinuxPlatform::Options options;
+std::shared_ptr<portable::HostPlatform> hostPlatform(const tools::TempDirectory& directory,
+                                                     const collector::CollectorServer& collector,
+                                                     demo::Console& console) {
+  portable::HostPlatformOptions options;
   options.logSink = std::make_shared<demo::ConsoleLogSink>(console);
   options.storePath = directory.file("zelvo.sqlite");
   options.consentRequired = true;
@@ -71,7 +71,7 @@ std::unique_ptr<linux_platform::LinuxPlatform> linuxPlatform(const tools::TempDi
   }
   options.modelName = "DemoDesktop";
   options.applicationIdentifier = "com.example.reader";
-  auto platform = std::make_unique<linux_platform::LinuxPlatform>(options);
+  auto platform = makeHostPlatform(options);
   // A desktop display at two pixels per point (HiDPI): what the pings report in pixels.
   platform->hostScreen().setMainScreen(ScreenMetrics{1280, 800, 2});
   return platform;
@@ -113,7 +113,7 @@ int runDemo(demo::Console& console, const DemoOptions& options) {
   console.line("Live page: https://127.0.0.1:" + std::to_string(collector.port()) +
                "/ (the certificate is the demo's own: accept the browser's warning).");
 
-  auto platform = std::make_shared<demo::DemoPlatform>(linuxPlatform(directory, collector, console), kTimeFactor);
+  auto platform = std::make_shared<demo::DemoPlatform>(hostPlatform(directory, collector, console), kTimeFactor);
   const std::optional<std::string> configuration = platform->httpClient().fetch(kZelvoConfigURL);
   if (!configuration) throw std::runtime_error("cannot reach the collector over HTTPS");
   console.line("Configuration from " + std::string(kZelvoConfigURL) + ": " + *configuration);

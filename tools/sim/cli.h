@@ -6,7 +6,20 @@
 
 namespace zelvo::sim {
 
-inline constexpr const char* kUsage = "usage: zelvo-sim [--events] SCENARIO.jsonl\n";
+// Also the text of its manual page (help2man), hence the whole story.
+inline constexpr const char* kUsage =
+    "usage: zelvo-sim [--events] SCENARIO.jsonl\n"
+    "\n"
+    "Replays a reader's session, described line by line in SCENARIO.jsonl, against the library\n"
+    "in virtual time on the testing platform, and prints every request the library starts as a\n"
+    "line of JSON: the same output for the same file.\n"
+    "\n"
+    "  --events    also print the library's notifications and log lines, in the order\n"
+    "              they happen\n"
+    "  -h, --help  print this text\n"
+    "\n"
+    "Exit status: 0 when the scenario ran, 1 when it could not be read or the output not\n"
+    "written, 2 for bad arguments or a malformed scenario (nothing ran).\n";
 
 // Exit codes of zelvo-sim.
 inline constexpr int kExitRan = 0;

@@ -11,7 +11,7 @@ The library loaded is libzelvo.so.1, or the file the ZELVO_LIBRARY environment v
 
 from ._native import Error, lib
 from .tracker import (AppEvent, Consent, InputEvent, LogSeverity, Outcome, PingOutcome, Reachability, Status,
-                      Subscription, Tracker, View, ZelvoError)
+                      Subscription, Tracker, Transport, TransportError, View, ZelvoError)
 
 
 def version() -> str:
@@ -20,4 +20,4 @@ def version() -> str:
 
 
 __all__ = ["AppEvent", "Consent", "Error", "InputEvent", "LogSeverity", "Outcome", "PingOutcome", "Reachability", "Status",
-           "Subscription", "Tracker", "View", "ZelvoError", "version"]
+           "Subscription", "Tracker", "Transport", "TransportError", "View", "ZelvoError", "version"]

@@ -26,6 +26,8 @@ LOG_CALLBACK = ctypes.CFUNCTYPE(None, ctypes.c_void_p, ctypes.c_int, ctypes.c_ch
 PING_OUTCOME_CALLBACK = ctypes.CFUNCTYPE(
     None, ctypes.c_void_p, ctypes.c_int, ctypes.c_int, ctypes.c_char_p, ctypes.c_char_p)
 
+HTTP_HANDLER = ctypes.CFUNCTYPE(None, ctypes.c_void_p, ctypes.c_void_p)
+
 _handle = ctypes.c_void_p
 _out = ctypes.POINTER(ctypes.c_void_p)
 _text = ctypes.c_char_p
@@ -85,6 +87,14 @@ _PROTOTYPES = {
     "zelvo_status_counter": (_int, [_handle, _int, ctypes.POINTER(ctypes.c_uint64)]),
     "zelvo_status_last_error": (_int, [_handle, ctypes.POINTER(ctypes.c_char_p)]),
     "zelvo_status_lock_out": (_int, [_handle, ctypes.POINTER(_int), ctypes.POINTER(_double)]),
+    "zelvo_options_set_proxy": (_int, [_handle, _text]),
+    "zelvo_options_set_request_timeout": (_int, [_handle, _double]),
+    "zelvo_options_set_connect_timeout": (_int, [_handle, _double]),
+    "zelvo_options_set_http_handler": (_int, [_handle, HTTP_HANDLER, ctypes.c_void_p]),
+    "zelvo_http_request_url": (_int, [_handle, ctypes.POINTER(ctypes.c_char_p)]),
+    "zelvo_http_request_header": (_int, [_handle, _text, ctypes.POINTER(ctypes.c_char_p)]),
+    "zelvo_http_request_complete": (_int, [_handle, _int, ctypes.c_char_p, ctypes.c_size_t]),
+    "zelvo_http_request_fail": (_int, [_handle, _int, _text]),
     "zelvo_options_set_consent_required": (_int, [_handle, _int]),
     "zelvo_tracker_consent_required": (_int, [_handle, ctypes.POINTER(_int)]),
     "zelvo_tracker_give_consent": (_int, [_handle]),

@@ -2,6 +2,8 @@
 
 import ctypes
 import enum
+import threading
+import traceback
 from typing import Callable, Dict, List, NamedTuple, Optional, Sequence, Tuple
 
 from . import _native
@@ -69,6 +71,7 @@ class PingOutcome(enum.IntEnum):
     FAILED = 7
     SKIPPED_OFFLINE = 8
     SKIPPED_LOCKED_OUT = 9
+    SKIPPED_BUSY = 10
 
 
 class Consent(enum.Enum):
@@ -99,8 +102,46 @@ class Status(NamedTuple):
     failed_other: int
     skipped_offline: int
     skipped_locked_out: int
+    skipped_busy: int
     last_error: str
     lock_out_end: Optional[float]  # seconds since 2001-01-01T00:00:00Z, while locked out
+
+
+class TransportError(Exception):
+    """Raised by a transport when no answer came; `kind` is CONNECTION_FAILED, TLS_FAILED,
+    TIMED_OUT or FAILED (any other exception a transport raises counts as FAILED)."""
+
+    def __init__(self, kind: PingOutcome, message: str):
+        self.kind = PingOutcome(kind)
+        super().__init__(message)
+
+
+# What a transport is given: the URL and the request's headers; it returns the status and the
+# body of the answer (any status: redirects are not to be followed) or raises TransportError.
+Transport = Callable[[str, Dict[str, str]], Tuple[int, bytes]]
+
+_REQUEST_HEADERS = ("User-Agent", "Cache-Control", "Pragma")
+
+
+def _send(transport: Transport, request: int) -> None:
+    """Runs one request of the library through the host's transport, on a thread of its own."""
+    url = ctypes.c_char_p()
+    if lib.zelvo_http_request_url(request, ctypes.byref(url)) != Error.OK:
+        return  # the platform is gone
+    headers = {}
+    for name in _REQUEST_HEADERS:
+        value = ctypes.c_char_p()
+        if lib.zelvo_http_request_header(request, name.encode(), ctypes.byref(value)) == Error.OK and value.value:
+            headers[name] = value.value.decode("utf-8", "replace")
+    try:
+        status, body = transport(url.value.decode("utf-8"), headers)
+        body = bytes(body or b"")
+        lib.zelvo_http_request_complete(request, int(status), body, len(body))
+    except TransportError as error:
+        lib.zelvo_http_request_fail(request, int(error.kind), _text(str(error)))
+    except Exception as error:  # the transport's own fault: the request ends all the same
+        traceback.print_exc()
+        lib.zelvo_http_request_fail(request, int(PingOutcome.FAILED), _text(f"{type(error).__name__}: {error}"))
 
 
 class View:
@@ -159,15 +200,24 @@ class Tracker:
 
     on_log, when given, receives (LogSeverity, line) from any of the library's threads;
     on_ping (a property) receives an Outcome per ping on the library's main thread.
-    Exceptions raised in either are printed and otherwise ignored. With consent_required,
-    nothing is stored or sent until give_consent() (the answer is kept across launches).
+    Exceptions raised in either are printed and otherwise ignored.
+
+    proxy is curl's ("http://proxy:3128", "socks5h://host:1080"; "" for none whatever
+    https_proxy says); request_timeout and connect_timeout are in seconds. transport, when
+    given, sends every request instead of curl (see Transport): each runs on a thread of its
+    own, and the library then opens no connection of its own.
+
+    With consent_required, nothing is stored or sent until give_consent() (the answer is kept
+    across launches).
     """
 
     def __init__(self, account_id: int, *, app_id: Optional[str] = None, endpoint: Optional[str] = None,
                  ca_file: Optional[str] = None, store_path: Optional[str] = None,
                  model_name: Optional[str] = None, reachability: Reachability = Reachability.SYSTEM,
                  screen: Optional[Tuple[float, float, float]] = None,
-                 on_log: Optional[Callable[[LogSeverity, str], None]] = None, consent_required: bool = False):
+                 on_log: Optional[Callable[[LogSeverity, str], None]] = None, proxy: Optional[str] = None,
+                 request_timeout: Optional[float] = None, connect_timeout: Optional[float] = None,
+                 transport: Optional[Transport] = None, consent_required: bool = False):
         self._tracker = None
         self._platform = None
         self._on_ping = None
@@ -184,6 +234,17 @@ class Tracker:
             _check(lib.zelvo_options_set_reachability(options, int(reachability)), "zelvo_options_set_reachability")
             _check(lib.zelvo_options_set_consent_required(options, int(consent_required)),
                    "zelvo_options_set_consent_required")
+            if proxy is not None:
+                _check(lib.zelvo_options_set_proxy(options, _text(proxy)), "zelvo_options_set_proxy")
+            for name, seconds in (("request_timeout", request_timeout), ("connect_timeout", connect_timeout)):
+                if seconds is not None:
+                    _check(getattr(lib, "zelvo_options_set_" + name)(options, float(seconds)), "zelvo_options_set_" + name)
+            if transport is not None:
+                # Kept as long as the platform, like the log callback.
+                self._http_handler = _native.HTTP_HANDLER(
+                    lambda _, request: threading.Thread(target=_send, args=(transport, request), daemon=True).start())
+                _check(lib.zelvo_options_set_http_handler(options, self._http_handler, None),
+                       "zelvo_options_set_http_handler")
             if on_log is not None:
                 # Kept as long as the platform, which may log until close() has joined it.
                 self._log_callback = _native.LOG_CALLBACK(
@@ -346,7 +407,7 @@ class Tracker:
         self._call("status", ctypes.byref(snapshot))
         try:
             counters = []
-            for counter in range(11):
+            for counter in range(12):
                 value = ctypes.c_uint64()
                 _check(lib.zelvo_status_counter(snapshot, counter, ctypes.byref(value)), "zelvo_status_counter")
                 counters.append(value.value)

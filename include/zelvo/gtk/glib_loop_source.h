@@ -4,7 +4,7 @@
 
 #include <memory>
 
-#include "zelvo/linux/external_run_loop.h"
+#include "zelvo/portable/external_run_loop.h"
 
 namespace zelvo::gtk {
 
@@ -13,7 +13,7 @@ namespace zelvo::gtk {
 // when work is posted from another thread. The thread that iterates the context is the
 // library's main thread. Any GLib program can use it, with or without GTK:
 //
-//   auto loop = std::make_shared<zelvo::linux_platform::ExternalRunLoop>();
+//   auto loop = std::make_shared<zelvo::portable::ExternalRunLoop>();
 //   zelvo::gtk::GlibLoopSource source(loop, g_main_context_default());
 //   options.mainRunLoop = loop;
 //
@@ -21,7 +21,7 @@ namespace zelvo::gtk {
 // what that means to callers on other threads). Thread: the context's thread.
 class GlibLoopSource {
  public:
-  GlibLoopSource(std::shared_ptr<linux_platform::ExternalRunLoop> loop, GMainContext* context);
+  GlibLoopSource(std::shared_ptr<portable::ExternalRunLoop> loop, GMainContext* context);
   ~GlibLoopSource();
   GlibLoopSource(const GlibLoopSource&) = delete;
   GlibLoopSource& operator=(const GlibLoopSource&) = delete;

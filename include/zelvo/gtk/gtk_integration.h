@@ -6,23 +6,30 @@
 
 #include "zelvo/gtk/glib_loop_source.h"
 #include "zelvo/gtk/scrolled_window_view.h"
-#include "zelvo/linux/linux_platform.h"
+#include "zelvo/gtk/soup_http_client.h"
+#include "zelvo/portable/host_platform.h"
 
 namespace zelvo::gtk {
 
 struct ApplicationActivity;
 
 struct IntegrationOptions {
-  // The Linux platform's options. Left unset, these are filled in: mainRunLoop (the GTK
+  // The host platform's options. Left unset, these are filled in: mainRunLoop (the GTK
   // thread's context), storePath (zelvo.sqlite in g_get_user_data_dir()/<application id>).
-  linux_platform::LinuxPlatformOptions platform;
+  portable::HostPlatformOptions platform;
   // Reachability from GNetworkMonitor (kHost); false keeps platform.reachability as given.
   bool networkMonitor = true;
+  // Requests go through libsoup 3 and GIO (SoupHttpClient: the desktop's proxy resolver, or the
+  // network portal in a sandbox, and GIO's TLS; platform.caFile, platform.endpoint and
+  // platform.requestTimeout keep their meaning). False: through curl, as a plain Linux platform
+  // (platform.proxy, connectTo and connectTimeout are curl's). Either way a
+  // platform.httpClient given by the host takes the place of both.
+  bool libsoup = true;
   // The context the library's loop runs on; the thread-default one when null.
   GMainContext* context = nullptr;
 };
 
-// The library in a GTK 4 application: the Linux platform with its main loop on the GTK
+// The library in a GTK 4 application: the host platform with its main loop on the GTK
 // thread's GMainContext, reachability from GNetworkMonitor, the store in the user's data
 // directory, and windows whose input, activation, keyboard focus and screen reach the tracker:
 //
@@ -40,7 +47,7 @@ class Integration {
   Integration(const Integration&) = delete;
   Integration& operator=(const Integration&) = delete;
 
-  const std::shared_ptr<linux_platform::LinuxPlatform>& platform() const { return platform_; }
+  const std::shared_ptr<portable::HostPlatform>& platform() const { return platform_; }
 
   // Follows a window until it is destroyed:
   // - input: key presses, mouse button presses, scrolling (wheel, touchpad) and touches are
@@ -55,10 +62,10 @@ class Integration {
   void watchWindow(GtkWindow* window);
 
  private:
-  std::shared_ptr<linux_platform::ExternalRunLoop> loop_;
+  std::shared_ptr<portable::ExternalRunLoop> loop_;
   std::unique_ptr<GlibLoopSource> source_;
   std::shared_ptr<ApplicationActivity> activity_;
-  std::shared_ptr<linux_platform::LinuxPlatform> platform_;
+  std::shared_ptr<portable::HostPlatform> platform_;
 };
 
 }  // namespace zelvo::gtk

@@ -21,9 +21,9 @@ class IoThread;
 //   any other address, and each address of a host name: the kernel's route lookup.
 //     Reachable when it routes the address through a running interface, plus IsDirect
 //     when no gateway is involved; a local address is Reachable | IsLocalAddress | IsDirect.
-//     A host name is resolved in the background (never on the caller's thread): until the
-//     first answer its flags are 0, later they come from the latest answer, and every
-//     reading starts a new resolution.
+//     A host name is resolved on the background executor (never on the caller's thread):
+//     until the first answer its flags are 0, later they come from the latest answer, and
+//     every reading while the source lives starts a new resolution.
 //   ConnectionRequired, ConnectionOnTraffic, InterventionRequired, ConnectionOnDemand and
 //   IsWWAN have no meaning here and stay clear.
 // A target whose flags cannot be read answers nothing. A target for an address that is not
@@ -47,8 +47,9 @@ class IoThread;
 class ZELVO_EXPORT NetlinkReachabilitySource : public ReachabilitySource {
  public:
   NetlinkReachabilitySource(RunLoop& mainLoop, LogSink& log);
-  // Watches on `ioThread` (the Linux platform's, shared with its other services).
-  NetlinkReachabilitySource(RunLoop& mainLoop, LogSink& log, std::shared_ptr<IoThread> ioThread);
+  // Watches on `ioThread` (the Linux platform's, shared with its other services) and resolves
+  // host names on `resolver` (the platform's background executor), which must outlive this.
+  NetlinkReachabilitySource(RunLoop& mainLoop, LogSink& log, std::shared_ptr<IoThread> ioThread, Executor& resolver);
   // Watches `netlinkSocket` (taken over; for instance a NETLINK_ROUTE socket the test bound
   // to the groups it wants, or one end of a socket pair it writes messages into) instead of
   // opening its own. -1 behaves as if netlink could not be opened: the UDP fallback is used.
@@ -63,7 +64,8 @@ class ZELVO_EXPORT NetlinkReachabilitySource : public ReachabilitySource {
 
  private:
   struct Impl;
-  NetlinkReachabilitySource(RunLoop& mainLoop, LogSink& log, int netlinkSocket, std::shared_ptr<IoThread> ioThread);
+  NetlinkReachabilitySource(RunLoop& mainLoop, LogSink& log, int netlinkSocket, std::shared_ptr<IoThread> ioThread,
+                            Executor* resolver);
   std::shared_ptr<IoThread> io_;
   std::shared_ptr<Impl> impl_;
 };

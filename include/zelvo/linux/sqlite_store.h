@@ -7,6 +7,7 @@
 
 #include "zelvo/platform/key_value_store.h"
 #include "zelvo/platform/log_sink.h"
+#include "zelvo/portable/host_platform_options.h"
 #include "zelvo/export.h"
 
 namespace zelvo::linux_platform {
@@ -33,13 +34,18 @@ class IoThread;
 // lines).
 //
 // Several processes of the same application may share the file: SQLite's locking keeps it
-// consistent, and the last writer of a key wins. Each process reads the file when it opens
-// it and does not see the others' later writes.
+// consistent, and the last writer of a key wins (setIfAbsent: the first). Each process reads
+// the file when it opens it and does not see the others' later writes. A file deleted or
+// replaced while the store is open is noticed at the next commit: every value is written to
+// a new file at the path (and logged). The write-ahead log is kept to about 256 KiB.
+//
+// Something that is not a regular file at the path (a FIFO, a socket, a device) is never
+// opened: the store keeps its values in memory and logs why.
 //
 // Thread: every member is safe from any thread.
 class ZELVO_EXPORT SqliteStore : public KeyValueStore {
  public:
-  static constexpr std::chrono::milliseconds kDefaultWriteDelay{1000};
+  static constexpr std::chrono::milliseconds kDefaultWriteDelay = portable::kDefaultStoreWriteDelay;
 
   // Where an application keeps the store under the XDG rules:
   // $XDG_DATA_HOME/<identifier>/zelvo.sqlite when XDG_DATA_HOME is an absolute path, else
@@ -64,6 +70,9 @@ class ZELVO_EXPORT SqliteStore : public KeyValueStore {
   void remove(const std::string& key) override;
   // False when the writes could not be committed, or when the store has no file.
   bool synchronize() override;
+  // Decided by the file in one transaction: of several processes starting on a new file at
+  // once, the first to write wins and the others read its value.
+  Value setIfAbsent(const std::string& key, Value value) override;
 
   // Whether the values reach a file (false when the store keeps its changes in memory).
   bool isPersistent() const;

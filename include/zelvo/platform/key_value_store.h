@@ -21,6 +21,14 @@ class ZELVO_EXPORT KeyValueStore {
   virtual void remove(const std::string& key) = 0;
   // Makes every earlier write durable before returning; false if that failed.
   virtual bool synchronize() = 0;
+  // Stores `value` unless the key holds one, and returns what the key holds afterwards. A
+  // store that several processes share decides in one step, so that two processes starting
+  // at once agree on one value; this default suits a store of one process.
+  virtual Value setIfAbsent(const std::string& key, Value value) {
+    if (std::optional<Value> held = get(key)) return *held;
+    set(key, value);
+    return value;
+  }
 };
 
 }  // namespace zelvo

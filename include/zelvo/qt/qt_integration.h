@@ -2,7 +2,8 @@
 
 #include <memory>
 
-#include "zelvo/linux/linux_platform.h"
+#include "zelvo/portable/host_platform.h"
+#include "zelvo/qt/qt_http_client.h"
 #include "zelvo/qt/qt_loop_source.h"
 #include "zelvo/qt/scroll_area_view.h"
 
@@ -11,16 +12,22 @@ namespace zelvo::qt {
 class ApplicationWatch;
 
 struct IntegrationOptions {
-  // The Linux platform's options. Left unset, these are filled in: mainRunLoop (the Qt
+  // The host platform's options. Left unset, these are filled in: mainRunLoop (the Qt
   // thread's event loop), storePath (zelvo.sqlite in the application's data directory from
   // QStandardPaths, or in <generic data directory>/<applicationIdentifier> when one is given).
-  linux_platform::LinuxPlatformOptions platform;
+  portable::HostPlatformOptions platform;
   // Reachability from QNetworkInformation where Qt has a backend for it; the system's (or
   // platform.reachability as given) where it has none. False keeps platform.reachability.
   bool networkInformation = true;
+  // Requests go through QNetworkAccessManager (QtHttpClient: the application's proxy settings
+  // and SSL configuration apply; platform.caFile, platform.endpoint and
+  // platform.requestTimeout keep their meaning). False: through curl, as a plain Linux platform
+  // (platform.proxy, connectTo and connectTimeout are curl's). Either way a
+  // platform.httpClient given by the host takes the place of both.
+  bool qtNetwork = true;
 };
 
-// The library in a Qt 6 application: the Linux platform with its main loop on the Qt event
+// The library in a Qt 6 application: the host platform with its main loop on the Qt event
 // loop, and the application's input, state and screen reported to the tracker:
 //
 //   QApplication app(argc, argv);
@@ -50,12 +57,12 @@ class Integration {
   Integration(const Integration&) = delete;
   Integration& operator=(const Integration&) = delete;
 
-  const std::shared_ptr<linux_platform::LinuxPlatform>& platform() const { return platform_; }
+  const std::shared_ptr<portable::HostPlatform>& platform() const { return platform_; }
 
  private:
-  std::shared_ptr<linux_platform::ExternalRunLoop> loop_;
+  std::shared_ptr<portable::ExternalRunLoop> loop_;
   std::unique_ptr<QtLoopSource> source_;
-  std::shared_ptr<linux_platform::LinuxPlatform> platform_;
+  std::shared_ptr<portable::HostPlatform> platform_;
   std::unique_ptr<ApplicationWatch> watch_;
 };
 

@@ -2,7 +2,7 @@
 
 #include <memory>
 
-#include "zelvo/linux/external_run_loop.h"
+#include "zelvo/portable/external_run_loop.h"
 
 namespace zelvo::qt {
 
@@ -13,7 +13,7 @@ class LoopDriver;
 // sends to wake the loop. That thread is the library's main thread. Make it once the
 // application object exists:
 //
-//   auto loop = std::make_shared<zelvo::linux_platform::ExternalRunLoop>();
+//   auto loop = std::make_shared<zelvo::portable::ExternalRunLoop>();
 //   zelvo::qt::QtLoopSource source(loop);
 //   options.mainRunLoop = loop;
 //
@@ -21,7 +21,7 @@ class LoopDriver;
 // means to callers on other threads), and later wake-ups are dropped. Thread: the Qt thread.
 class QtLoopSource {
  public:
-  explicit QtLoopSource(std::shared_ptr<linux_platform::ExternalRunLoop> loop);
+  explicit QtLoopSource(std::shared_ptr<portable::ExternalRunLoop> loop);
   ~QtLoopSource();
   QtLoopSource(const QtLoopSource&) = delete;
   QtLoopSource& operator=(const QtLoopSource&) = delete;

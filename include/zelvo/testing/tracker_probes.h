@@ -9,7 +9,10 @@
 #include "zelvo/export.h"
 
 // Probes into a tracker for test drivers such as a scenario runner: what the public API does
-// not tell, read without reaching into the library's private headers.
+// not tell, read without reaching into the library's private headers. They are exported from
+// libzelvo itself rather than built into the testing library: they read the tracker's private
+// part, whose code a shared libzelvo does not export. They only read, so a host that never
+// calls them pays two symbols and nothing else.
 namespace zelvo::testing {
 
 // The retry number the tracker's current ping object recorded for a request to `url` just

@@ -1,11 +1,11 @@
 #include "platform/linux/curl_transfer.h"
 
 #include <algorithm>
-#include <cmath>
 #include <string_view>
 #include <variant>
 
 #include "platform/linux/endpoint.h"
+#include "zelvo/platform/http_client_support.h"
 
 namespace zelvo::linux_platform {
 namespace {
@@ -14,15 +14,6 @@ namespace {
 // own, or be cut short by curl's C strings.
 bool hasLineBreakOrNul(std::string_view text) {
   return text.find_first_of(std::string_view("\r\n\0", 3)) != std::string_view::npos;
-}
-
-// Curl counts in whole milliseconds and reads 0 as "no limit", so every request keeps a
-// limit of at least a millisecond and at most a day.
-long timeoutMillis(double seconds) {
-  constexpr double kMax = 24.0 * 60 * 60 * 1000;
-  const double millis = seconds * 1000.0;
-  if (!(millis >= 1.0)) return 1;  // also NaN
-  return static_cast<long>(std::llround(std::fmin(millis, kMax)));
 }
 
 HttpError::Kind kindOf(CURLcode code) {
@@ -92,7 +83,7 @@ CurlTransfer::CurlTransfer(const CurlHttpClientOptions& options, const HttpReque
   if (options.requestTimeout) {
     set(CURLOPT_TIMEOUT_MS, static_cast<long>(std::max<long long>(1, options.requestTimeout->count())));
   } else {
-    set(CURLOPT_TIMEOUT_MS, timeoutMillis(request.timeoutSeconds));
+    set(CURLOPT_TIMEOUT_MS, requestLimitMillis(request.timeoutSeconds));
   }
   if (options.connectTimeout) {
     set(CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(std::max<long long>(1, options.connectTimeout->count())));
@@ -150,7 +141,11 @@ void CurlTransfer::addHeader(const std::string& line) {
 }
 
 HttpResult CurlTransfer::result(CURLcode code) const {
-  if (code != CURLE_OK) return error(code);
+  // A discarded body is not the answer: once it starts, the head is whole and its status is
+  // the answer, even when the body then goes on past the bound or the time limit.
+  const bool answered = keep_ == Body::discard && bodyBytes_ > 0 &&
+                        (code == CURLE_WRITE_ERROR || code == CURLE_OPERATION_TIMEDOUT);
+  if (code != CURLE_OK && !answered) return error(code);
   long status = 0;
   char* effectiveUrl = nullptr;
   curl_easy_getinfo(easy_, CURLINFO_RESPONSE_CODE, &status);
@@ -168,10 +163,10 @@ HttpError CurlTransfer::error(CURLcode code) const {
 size_t CurlTransfer::write(char* data, size_t size, size_t count, void* self) {
   auto& transfer = *static_cast<CurlTransfer*>(self);
   const size_t length = size * count;
-  if (transfer.keep_ == Body::discard) return length;
   // Returning less than was given makes curl fail the transfer.
-  if (length > transfer.maxBodyBytes_ - transfer.body_.size()) return 0;
-  transfer.body_.append(data, length);
+  if (length > transfer.maxBodyBytes_ - transfer.bodyBytes_) return 0;
+  transfer.bodyBytes_ += length;
+  if (transfer.keep_ == Body::keep) transfer.body_.append(data, length);
   return length;
 }
 

@@ -5,7 +5,7 @@
 #include <optional>
 #include <string>
 
-#include "zelvo/linux/curl_http_client.h"
+#include "zelvo/linux/curl_http_client_options.h"
 #include "zelvo/platform/http_client.h"
 
 namespace zelvo::linux_platform {
@@ -43,6 +43,7 @@ class CurlTransfer {
   Body keep_;
   std::size_t maxBodyBytes_;
   std::string body_;
+  std::size_t bodyBytes_ = 0;  // received, kept or not
   CURL* easy_ = nullptr;
   curl_slist* headers_ = nullptr;
   curl_slist* connectTo_ = nullptr;

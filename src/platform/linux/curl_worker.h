@@ -10,7 +10,7 @@
 
 #include "platform/linux/curl_transfer.h"
 #include "platform/linux/io_thread.h"
-#include "zelvo/linux/curl_http_client.h"
+#include "zelvo/linux/curl_http_client_options.h"
 
 namespace zelvo::linux_platform {
 

@@ -3,16 +3,17 @@
 #include <variant>
 
 #include "platform/linux/endpoint.h"
+#include "platform/linux/host_http_client.h"
 #include "platform/linux/io_thread.h"
-#include "zelvo/linux/always_reachable_source.h"
 #include "zelvo/linux/stderr_log_sink.h"
-#include "zelvo/linux/thread_run_loop.h"
+#include "zelvo/portable/always_reachable_source.h"
+#include "zelvo/portable/thread_run_loop.h"
 
 namespace zelvo::linux_platform {
 
 LinuxPlatform::LinuxPlatform(Options options)
     : log_(options.logSink ? std::move(options.logSink) : std::make_shared<StderrLogSink>()),
-      runLoop_(options.mainRunLoop ? std::move(options.mainRunLoop) : std::make_shared<ThreadRunLoop>()),
+      runLoop_(options.mainRunLoop ? std::move(options.mainRunLoop) : std::make_shared<portable::ThreadRunLoop>()),
       io_(std::make_shared<IoThread>()),
       consentRequired_(options.consentRequired) {
   if (options.modelName) device_.setModelName(*options.modelName);
@@ -22,16 +23,24 @@ LinuxPlatform::LinuxPlatform(Options options)
     if (auto identifier = device_.applicationIdentifier()) storePath = SqliteStore::defaultPath(*identifier);
   }
   store_ = std::make_unique<SqliteStore>(*log_, storePath, options.storeWriteDelay, io_);
-  CurlHttpClient::Options http;
-  http.endpoint = options.endpoint;
-  http.caFile = std::move(options.caFile);
-  http.connectTo = std::move(options.connectTo);
-  http.proxy = std::move(options.proxy);
-  http.requestTimeout = options.requestTimeout;
-  http.connectTimeout = options.connectTimeout;
-  http.log = log_.get();
-  http_ = std::make_unique<CurlHttpClient>(std::move(http), io_);
-  configurationError_ = http_->configurationError();
+  if (options.httpClient) {
+    auto host = std::make_shared<HostHttpClient>(std::move(options.httpClient), options.endpoint);
+    configurationError_ = host->configurationError();
+    if (configurationError_) log_->write(LogSeverity::kError, "[ZV]:HTTP client sends nothing: " + *configurationError_);
+    http_ = std::move(host);
+  } else {
+    CurlHttpClient::Options http;
+    http.endpoint = options.endpoint;
+    http.caFile = std::move(options.caFile);
+    http.connectTo = std::move(options.connectTo);
+    http.proxy = std::move(options.proxy);
+    http.requestTimeout = options.requestTimeout;
+    http.connectTimeout = options.connectTimeout;
+    http.log = log_.get();
+    auto curl = std::make_shared<CurlHttpClient>(std::move(http), io_);
+    configurationError_ = curl->configurationError();
+    http_ = std::move(curl);
+  }
   makeReachabilitySource(options);
 }
 
@@ -56,10 +65,10 @@ void LinuxPlatform::makeReachabilitySource(const Options& options) {
       reachability_ = options.reachabilitySource;
       break;
     case ReachabilityChoice::kAlwaysReachable:
-      reachability_ = std::make_shared<AlwaysReachableSource>();
+      reachability_ = std::make_shared<portable::AlwaysReachableSource>();
       break;
     case ReachabilityChoice::kSystem:
-      reachability_ = std::make_shared<NetlinkReachabilitySource>(*runLoop_, *log_, io_);
+      reachability_ = std::make_shared<NetlinkReachabilitySource>(*runLoop_, *log_, io_, executor_);
       break;
   }
 }

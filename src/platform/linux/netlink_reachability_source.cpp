@@ -15,6 +15,7 @@
 #include "platform/linux/netlink_target.h"
 #include "platform/linux/reachability_watch.h"
 #include "platform/linux/route_probe.h"
+#include "zelvo/portable/thread_executor.h"
 
 namespace zelvo::linux_platform {
 
@@ -59,10 +60,12 @@ bool drain(int fd) {
 // Driven by the I/O thread: it waits on the netlink socket (or, without one, for the next
 // two-second reading) together with the platform's other services.
 struct NetlinkReachabilitySource::Impl : IoThread::Source {
-  Impl(RunLoop& mainLoop, LogSink& log, int netlinkSocket)
+  // Without `resolver` the source resolves host names on an executor of its own.
+  Impl(RunLoop& mainLoop, LogSink& log, int netlinkSocket, Executor* resolver)
       : log(log),
-        watch(std::make_shared<ReachabilityWatch>(
-            mainLoop, netlinkSocket >= 0 ? makeNetlinkRouteProbe() : makeUdpRouteProbe())),
+        ownResolver(resolver ? nullptr : std::make_unique<portable::ThreadExecutor>()),
+        watch(std::make_shared<ReachabilityWatch>(mainLoop, resolver ? *resolver : *ownResolver,
+                                                  netlinkSocket >= 0 ? makeNetlinkRouteProbe() : makeUdpRouteProbe())),
         netlinkSocket(netlinkSocket) {}
   ~Impl() override {
     if (netlinkSocket >= 0) ::close(netlinkSocket);
@@ -94,27 +97,28 @@ struct NetlinkReachabilitySource::Impl : IoThread::Source {
   }
 
   LogSink& log;
+  const std::unique_ptr<portable::ThreadExecutor> ownResolver;
   const std::shared_ptr<ReachabilityWatch> watch;
   int netlinkSocket;  // I/O thread only once registered
   IoThread::Clock::time_point nextReading = IoThread::Clock::now() + kFallbackRecheck;
 };
 
 NetlinkReachabilitySource::NetlinkReachabilitySource(RunLoop& mainLoop, LogSink& log)
-    : NetlinkReachabilitySource(mainLoop, log, openWatchSocket(), std::make_shared<IoThread>()) {}
+    : NetlinkReachabilitySource(mainLoop, log, openWatchSocket(), std::make_shared<IoThread>(), nullptr) {}
 
 NetlinkReachabilitySource::NetlinkReachabilitySource(RunLoop& mainLoop, LogSink& log,
-                                                     std::shared_ptr<IoThread> ioThread)
-    : NetlinkReachabilitySource(mainLoop, log, openWatchSocket(), std::move(ioThread)) {}
+                                                     std::shared_ptr<IoThread> ioThread, Executor& resolver)
+    : NetlinkReachabilitySource(mainLoop, log, openWatchSocket(), std::move(ioThread), &resolver) {}
 
 std::unique_ptr<NetlinkReachabilitySource> NetlinkReachabilitySource::withNetlinkSocketForTesting(
     RunLoop& mainLoop, LogSink& log, int netlinkSocket) {
   return std::unique_ptr<NetlinkReachabilitySource>(
-      new NetlinkReachabilitySource(mainLoop, log, netlinkSocket, std::make_shared<IoThread>()));
+      new NetlinkReachabilitySource(mainLoop, log, netlinkSocket, std::make_shared<IoThread>(), nullptr));
 }
 
 NetlinkReachabilitySource::NetlinkReachabilitySource(RunLoop& mainLoop, LogSink& log, int netlinkSocket,
-                                                     std::shared_ptr<IoThread> ioThread)
-    : io_(std::move(ioThread)), impl_(std::make_shared<Impl>(mainLoop, log, netlinkSocket)) {
+                                                     std::shared_ptr<IoThread> ioThread, Executor* resolver)
+    : io_(std::move(ioThread)), impl_(std::make_shared<Impl>(mainLoop, log, netlinkSocket, resolver)) {
   // The usual way goes unsaid: a host with logging off hears from us only about faults.
   if (netlinkSocket < 0) {
     log.write(LogSeverity::kWarning,

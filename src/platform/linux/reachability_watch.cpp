@@ -1,15 +1,13 @@
 #include "platform/linux/reachability_watch.h"
 
 #include <algorithm>
-#include <system_error>
-#include <thread>
 
 #include "platform/linux/host_resolution.h"
 
 namespace zelvo::linux_platform {
 
-ReachabilityWatch::ReachabilityWatch(RunLoop& mainLoop, std::unique_ptr<RouteProbe> probe)
-    : mainLoop_(mainLoop), probe_(std::move(probe)) {}
+ReachabilityWatch::ReachabilityWatch(RunLoop& mainLoop, Executor& resolver, std::unique_ptr<RouteProbe> probe)
+    : mainLoop_(mainLoop), resolver_(resolver), probe_(std::move(probe)) {}
 
 std::optional<uint32_t> ReachabilityWatch::currentFlags(const std::shared_ptr<TargetState>& state) {
   if (state->kind == TargetState::Kind::kHostName) startResolution(state);
@@ -47,22 +45,32 @@ void ReachabilityWatch::startResolution(const std::shared_ptr<TargetState>& stat
     if (state->resolving) return;
     state->resolving = true;
   }
-  // getaddrinfo can take as long as the resolver's timeouts, so it runs on a thread of its
-  // own that is not joined: it holds only shared state and, once the source is closed,
-  // touches nothing outside it.
-  try {
-    std::thread([self = shared_from_this(), state] {
-      std::vector<IpAddress> addresses = resolveHostName(state->hostName);
-      {
-        std::lock_guard lock(state->mutex);
-        state->resolvedAddresses = std::move(addresses);
-        state->resolving = false;
-      }
-      self->recheck(state);
-    }).detach();
-  } catch (const std::system_error&) {
+  // getaddrinfo can take as long as the resolver's timeouts: blocking work, so it goes to the
+  // background executor.
+  bool handed = false;
+  {
+    std::lock_guard resolverLock(resolverMutex_);
+    bool closed = false;
+    {
+      std::lock_guard lock(mutex_);
+      closed = closed_;
+    }
+    if (!closed) {
+      resolver_.execute([self = shared_from_this(), state] {
+        std::vector<IpAddress> addresses = resolveHostName(state->hostName);
+        {
+          std::lock_guard lock(state->mutex);
+          state->resolvedAddresses = std::move(addresses);
+          state->resolving = false;
+        }
+        self->recheck(state);
+      });
+      handed = true;
+    }
+  }
+  if (!handed) {
     std::lock_guard lock(state->mutex);
-    state->resolving = false;  // tried again at the next reading
+    state->resolving = false;
   }
 }
 
@@ -135,6 +143,7 @@ void ReachabilityWatch::announce(const std::shared_ptr<TargetState>& state) {
 }
 
 void ReachabilityWatch::close() {
+  std::lock_guard resolverLock(resolverMutex_);
   std::lock_guard lock(mutex_);
   closed_ = true;
   scheduled_.clear();

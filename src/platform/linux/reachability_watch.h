@@ -16,14 +16,15 @@ namespace zelvo::linux_platform {
 // changes on the main run loop. Once closed (the source is gone) it never touches the run
 // loop again; reading flags keeps working.
 //
-// Lock order: recheckMutex_, then a TargetState's mutex, then mutex_. Callbacks run with no
-// lock held. Thread: any, except where noted.
+// Lock order: resolverMutex_, then recheckMutex_, then a TargetState's mutex, then mutex_.
+// Callbacks run with no lock held. Thread: any, except where noted.
 class ReachabilityWatch : public std::enable_shared_from_this<ReachabilityWatch> {
  public:
-  ReachabilityWatch(RunLoop& mainLoop, std::unique_ptr<RouteProbe> probe);
+  // Host names are resolved on `resolver`, which must outlive close().
+  ReachabilityWatch(RunLoop& mainLoop, Executor& resolver, std::unique_ptr<RouteProbe> probe);
 
   // The target's flags now. A host name answers from its last resolution (0 before the
-  // first) and starts a new resolution in the background.
+  // first) and, until closed, starts a new resolution in the background.
   std::optional<uint32_t> currentFlags(const std::shared_ptr<TargetState>& state);
   // Starts announcing the target's changes; false once closed. Thread: main.
   bool schedule(const std::shared_ptr<TargetState>& state);
@@ -42,7 +43,12 @@ class ReachabilityWatch : public std::enable_shared_from_this<ReachabilityWatch>
   void announce(const std::shared_ptr<TargetState>& state);
 
   RunLoop& mainLoop_;
+  Executor& resolver_;
   const std::unique_ptr<RouteProbe> probe_;
+  // Held while a resolution is handed to the executor, so that once close() returns the
+  // executor is never asked again and may go away. An executor that runs the task at once
+  // runs it under this lock only.
+  std::mutex resolverMutex_;
   // Serialises read-and-compare, so that an older reading never replaces a newer one.
   std::mutex recheckMutex_;
   std::mutex mutex_;

@@ -168,6 +168,38 @@ bool SqliteStore::synchronize() {
   return impl_->committedCount >= target;
 }
 
+Value SqliteStore::setIfAbsent(const std::string& key, Value value) {
+  if (!impl_->file || get(key)) return KeyValueStore::setIfAbsent(key, std::move(value));
+  std::optional<std::string> text = value.toTypedJson();
+  if (!text) return KeyValueStore::setIfAbsent(key, std::move(value));  // set() says why not
+  // Decided by the file in one transaction on the I/O thread, after the writes before it.
+  auto decided = std::make_shared<std::optional<Value>>();
+  const bool ran = impl_->io->runAndWait(
+      [impl = impl_, key, text = std::move(*text), decided] {
+        std::unique_lock lock(impl->mutex);
+        if (!impl->pending.empty()) impl->flush(lock);
+        if (auto held = impl->values.find(key); held != impl->values.end()) {
+          *decided = held->second;
+          return;
+        }
+        lock.unlock();
+        std::string error;
+        const std::optional<std::string> kept = impl->file->setIfAbsent(key, text, error);
+        std::optional<Value> value = kept ? Value::fromTypedJson(*kept) : std::nullopt;
+        if (!value) {
+          impl->log.write(LogSeverity::kWarning, "[ZV]: Cannot save \"" + key + "\" to " + impl->path + ": " +
+                          (kept ? "the stored value is unreadable" : error));
+          return;
+        }
+        lock.lock();
+        impl->values.insert_or_assign(key, *value);
+        *decided = std::move(value);
+      },
+      kFinishLimit);
+  if (ran && *decided) return **decided;
+  return KeyValueStore::setIfAbsent(key, std::move(value));
+}
+
 bool SqliteStore::isPersistent() const { return impl_->file != nullptr; }
 
 void SqliteStore::Impl::enqueue(const std::string& key, std::optional<std::string> text) {
@@ -217,9 +249,24 @@ void SqliteStore::Impl::flush(std::unique_lock<std::mutex>& lock) {
   const uint64_t attempt = ++attemptsStarted;
   syncRequested = false;
   flushAt.reset();
+  const bool failingAlready = failing;
 
   lock.unlock();
-  std::optional<std::string> error = file->write(batch);
+  std::optional<std::string> error;
+  if (!file->stillAtPath()) {
+    // Deleted or replaced under us: commits into the old file would reach no one.
+    if (!failingAlready) {
+      log.write(LogSeverity::kWarning, "[ZV]: The store file " + path +
+                " was deleted or replaced while in use; saving every value to a new one");
+    }
+    error = file->reopen(log);
+    if (!error) {
+      lock.lock();
+      for (const auto& [key, value] : values) batch.try_emplace(key, value.toTypedJson());
+      lock.unlock();
+    }
+  }
+  if (!error) error = file->write(batch);
   lock.lock();
 
   if (!error) {

@@ -145,6 +145,10 @@ std::optional<Failure> openAndRead(const std::string& path, LogSink& log, Db& db
   // open discards.
   if (auto failure = exec(raw, "PRAGMA journal_mode=WAL")) return failure;
   if (auto failure = exec(raw, "PRAGMA synchronous=FULL")) return failure;
+  // The WAL is copied into the file every 64 pages and cut back to 256 KiB after, instead
+  // of growing to 4 MiB and staying so: the store's writes are a few small rows.
+  if (auto failure = exec(raw, "PRAGMA wal_autocheckpoint=64")) return failure;
+  if (auto failure = exec(raw, "PRAGMA journal_size_limit=262144")) return failure;
   if (auto failure = exec(raw,
                           "CREATE TABLE IF NOT EXISTS zelvo_values "
                           "(key TEXT PRIMARY KEY NOT NULL, value TEXT NOT NULL) WITHOUT ROWID")) {
@@ -240,11 +244,16 @@ StoreFile::Opened StoreFile::open(const std::string& path, LogSink& log) {
     log.write(LogSeverity::kWarning, "[ZV]: The store's directory is unusable (" + *error + "); keeping values in memory only");
     return {};
   }
+  if (struct stat info {}; stat(path.c_str(), &info) == 0 && !S_ISREG(info.st_mode)) {
+    log.write(LogSeverity::kWarning, "[ZV]: The store path " + path +
+              " is not a regular file; leaving it as it is and keeping values in memory only");
+    return {};
+  }
   for (int attempt = 0;; ++attempt) {
     Db db;
     Value::Dictionary values;
     std::optional<Failure> failure = openAndReadPatiently(path, log, db, values);
-    if (!failure) return {std::unique_ptr<StoreFile>(new StoreFile(db.release())), std::move(values)};
+    if (!failure) return {std::unique_ptr<StoreFile>(new StoreFile(db.release(), path)), std::move(values)};
     db.reset();
     if (!fileIsDamaged(failure->code)) {
       std::optional<Failure> readFailure = readOnly(path, log, values);
@@ -272,32 +281,113 @@ StoreFile::Opened StoreFile::open(const std::string& path, LogSink& log) {
   }
 }
 
+StoreFile::StoreFile(sqlite3* db, std::string path) : db_(db), path_(std::move(path)) {
+  if (struct stat info {}; stat(path_.c_str(), &info) == 0) {
+    device_ = info.st_dev;
+    inode_ = info.st_ino;
+  }
+}
+
 StoreFile::~StoreFile() { sqlite3_close_v2(db_); }
+
+bool StoreFile::stillAtPath() const {
+  struct stat info {};
+  return stat(path_.c_str(), &info) == 0 && info.st_dev == device_ && info.st_ino == inode_;
+}
+
+std::optional<std::string> StoreFile::reopen(LogSink& log) {
+  // Closed first: closing checkpoints into the old file and removes the -wal and -shm files,
+  // which would otherwise be replayed into the new one.
+  sqlite3_close_v2(db_);
+  db_ = nullptr;
+  Opened fresh = open(path_, log);
+  if (!fresh.file) return "cannot open a new " + path_;
+  std::swap(db_, fresh.file->db_);
+  device_ = fresh.file->device_;
+  inode_ = fresh.file->inode_;
+  return std::nullopt;
+}
+
+namespace {
+
+// Runs `work` in one IMMEDIATE transaction (taking the write lock up front, so another process
+// of the application makes us wait, busy timeout, rather than fail halfway through) and
+// commits it; rolls back on failure.
+template <typename Work>
+std::optional<Failure> inTransaction(sqlite3* db, Work work) {
+  if (db == nullptr) return Failure{SQLITE_CANTOPEN, "the file could not be opened again"};
+  std::optional<Failure> failure = exec(db, "BEGIN IMMEDIATE");
+  if (!failure) failure = work();
+  if (!failure) failure = exec(db, "COMMIT");
+  if (failure && !sqlite3_get_autocommit(db)) sqlite3_exec(db, "ROLLBACK", nullptr, nullptr, nullptr);
+  return failure;
+}
+
+std::optional<Failure> step(sqlite3* db, sqlite3_stmt* statement, int wanted) {
+  if (const int code = sqlite3_step(statement); code != wanted) return failureOf(db, code);
+  return std::nullopt;
+}
+
+void bind(sqlite3_stmt* statement, int index, const std::string& text) {
+  sqlite3_bind_text64(statement, index, text.data(), text.size(), SQLITE_TRANSIENT, SQLITE_UTF8);
+}
+
+std::optional<Failure> writeChanges(sqlite3* db, const StoreFile::Changes& changes) {
+  return inTransaction(db, [&]() -> std::optional<Failure> {
+    Statement upsert;
+    Statement erase;
+    if (auto failure = prepare(db, "INSERT OR REPLACE INTO zelvo_values (key, value) VALUES (?1, ?2)", upsert)) {
+      return failure;
+    }
+    if (auto failure = prepare(db, "DELETE FROM zelvo_values WHERE key = ?1", erase)) return failure;
+    for (const auto& [key, text] : changes) {
+      sqlite3_stmt* statement = text ? upsert.get() : erase.get();
+      sqlite3_reset(statement);
+      bind(statement, 1, key);
+      if (text) bind(statement, 2, *text);
+      if (auto failure = step(db, statement, SQLITE_DONE)) return failure;
+    }
+    return std::nullopt;
+  });
+}
+
+}  // namespace
 
 std::optional<std::string> StoreFile::write(const Changes& changes) {
   if (changes.empty()) return std::nullopt;
-  const auto fail = [this](const Failure& failure) -> std::optional<std::string> {
-    if (!sqlite3_get_autocommit(db_)) sqlite3_exec(db_, "ROLLBACK", nullptr, nullptr, nullptr);
-    return failure.message;
-  };
-  // IMMEDIATE takes the write lock up front, so another process of the application makes
-  // us wait (busy timeout) rather than fail halfway through.
-  if (auto failure = exec(db_, "BEGIN IMMEDIATE")) return fail(*failure);
-  Statement upsert;
-  Statement erase;
-  if (auto failure = prepare(db_, "INSERT OR REPLACE INTO zelvo_values (key, value) VALUES (?1, ?2)", upsert)) {
-    return fail(*failure);
+  std::optional<Failure> failure = writeChanges(db_, changes);
+  if (failure && (failure->code & 0xff) == SQLITE_FULL) {
+    // The WAL's pages already copied into the file give their space back, which may be
+    // just what the write needs.
+    sqlite3_wal_checkpoint_v2(db_, nullptr, SQLITE_CHECKPOINT_TRUNCATE, nullptr, nullptr);
+    failure = writeChanges(db_, changes);
   }
-  if (auto failure = prepare(db_, "DELETE FROM zelvo_values WHERE key = ?1", erase)) return fail(*failure);
-  for (const auto& [key, text] : changes) {
-    sqlite3_stmt* statement = text ? upsert.get() : erase.get();
-    sqlite3_reset(statement);
-    sqlite3_bind_text64(statement, 1, key.data(), key.size(), SQLITE_TRANSIENT, SQLITE_UTF8);
-    if (text) sqlite3_bind_text64(statement, 2, text->data(), text->size(), SQLITE_TRANSIENT, SQLITE_UTF8);
-    if (const int code = sqlite3_step(statement); code != SQLITE_DONE) return fail(failureOf(db_, code));
-  }
-  if (auto failure = exec(db_, "COMMIT")) return fail(*failure);
+  if (failure) return failure->message;
   return std::nullopt;
+}
+
+std::optional<std::string> StoreFile::setIfAbsent(const std::string& key, const std::string& text, std::string& error) {
+  std::string held;
+  const std::optional<Failure> failure = inTransaction(db_, [&]() -> std::optional<Failure> {
+    Statement insert;
+    Statement select;
+    if (auto failure = prepare(db_, "INSERT OR IGNORE INTO zelvo_values (key, value) VALUES (?1, ?2)", insert)) {
+      return failure;
+    }
+    bind(insert.get(), 1, key);
+    bind(insert.get(), 2, text);
+    if (auto failure = step(db_, insert.get(), SQLITE_DONE)) return failure;
+    if (auto failure = prepare(db_, "SELECT value FROM zelvo_values WHERE key = ?1", select)) return failure;
+    bind(select.get(), 1, key);
+    if (auto failure = step(db_, select.get(), SQLITE_ROW)) return failure;
+    held = columnText(select.get(), 0);
+    return std::nullopt;
+  });
+  if (failure) {
+    error = failure->message;
+    return std::nullopt;
+  }
+  return held;
 }
 
 }  // namespace zelvo::linux_platform

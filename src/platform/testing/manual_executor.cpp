@@ -1,4 +1,4 @@
-#include "zelvo/testing/testing_platform.h"
+#include "zelvo/testing/manual_executor.h"
 #include "platform/testing/drain_tasks.h"
 
 namespace zelvo::testing {

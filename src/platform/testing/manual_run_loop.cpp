@@ -3,7 +3,7 @@
 #include <cmath>
 #include <future>
 
-#include "zelvo/testing/testing_platform.h"
+#include "zelvo/testing/manual_run_loop.h"
 #include "platform/testing/drain_tasks.h"
 
 namespace zelvo::testing {

@@ -1,4 +1,4 @@
-#include "zelvo/testing/testing_platform.h"
+#include "zelvo/testing/memory_store.h"
 
 namespace zelvo::testing {
 

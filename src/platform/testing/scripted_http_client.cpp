@@ -1,9 +1,14 @@
 #include <algorithm>
 #include <cctype>
 #include <chrono>
+#include <condition_variable>
 #include <cstdio>
+#include <deque>
+#include <map>
+#include <mutex>
+#include <thread>
 
-#include "zelvo/testing/testing_platform.h"
+#include "zelvo/testing/scripted_http_client.h"
 
 #include "platform/common/url_characters.h"
 

@@ -1,6 +1,6 @@
 #include <algorithm>
 
-#include "zelvo/testing/testing_platform.h"
+#include "zelvo/testing/scripted_reachability_source.h"
 
 namespace zelvo::testing {
 namespace {

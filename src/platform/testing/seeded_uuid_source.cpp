@@ -1,4 +1,4 @@
-#include "zelvo/testing/testing_platform.h"
+#include "zelvo/testing/seeded_uuid_source.h"
 
 namespace zelvo::testing {
 namespace {

@@ -1,7 +1,7 @@
 #include <cstdio>
 
 #include "platform/common/time_zone.h"
-#include "zelvo/testing/testing_platform.h"
+#include "zelvo/testing/zone_calendar.h"
 
 namespace zelvo::testing {
 

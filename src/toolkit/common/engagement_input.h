@@ -3,7 +3,7 @@
 #include <memory>
 
 #include "zelvo/application_events.h"
-#include "zelvo/linux/linux_platform.h"
+#include "zelvo/portable/host_platform.h"
 
 namespace zelvo::toolkit {
 
@@ -19,13 +19,13 @@ namespace zelvo::toolkit {
 // Thread: the toolkit's thread, which is the library's main thread.
 class EngagementInput {
  public:
-  explicit EngagementInput(std::shared_ptr<linux_platform::LinuxPlatform> platform)
+  explicit EngagementInput(std::shared_ptr<portable::HostPlatform> platform)
       : platform_(std::move(platform)) {}
 
   void count(bool typing) {
     if (state_->pending[typing]) return;
     state_->pending[typing] = true;
-    std::weak_ptr<linux_platform::LinuxPlatform> platform = platform_;
+    std::weak_ptr<portable::HostPlatform> platform = platform_;
     platform_->mainRunLoop().post([platform, state = state_, typing] {
       if (auto held = platform.lock()) deliver(*held, *state, typing);
     });
@@ -38,7 +38,7 @@ class EngagementInput {
     bool keyboardUp = false;
   };
 
-  static void deliver(linux_platform::LinuxPlatform& platform, State& state, bool typing) {
+  static void deliver(portable::HostPlatform& platform, State& state, bool typing) {
     state.pending[typing] = false;
     if (state.keyboardUp != typing) {
       state.keyboardUp = typing;
@@ -47,7 +47,7 @@ class EngagementInput {
     platform.eventDispatch().sendEvent(Event{EventType::kTouches});
   }
 
-  std::shared_ptr<linux_platform::LinuxPlatform> platform_;
+  std::shared_ptr<portable::HostPlatform> platform_;
   std::shared_ptr<State> state_ = std::make_shared<State>();
 };
 

@@ -6,7 +6,7 @@
 namespace zelvo::gtk {
 namespace {
 
-using linux_platform::ExternalRunLoop;
+using portable::ExternalRunLoop;
 
 // GLib allocates the source with room for this struct after the GSource header.
 struct LoopSource {

@@ -6,7 +6,7 @@
 namespace zelvo::gtk {
 namespace {
 
-std::string userDataStorePath(const linux_platform::LinuxPlatformOptions& options) {
+std::string userDataStorePath(const portable::HostPlatformOptions& options) {
   const std::string application =
       options.applicationIdentifier ? *options.applicationIdentifier
                                     : (g_get_prgname() != nullptr ? g_get_prgname() : "zelvo");
@@ -19,18 +19,24 @@ std::string userDataStorePath(const linux_platform::LinuxPlatformOptions& option
 }  // namespace
 
 Integration::Integration(IntegrationOptions options)
-    : loop_(std::make_shared<linux_platform::ExternalRunLoop>()),
+    : loop_(std::make_shared<portable::ExternalRunLoop>()),
       activity_(std::make_shared<ApplicationActivity>()) {
   GMainContext* context = options.context ? options.context : g_main_context_get_thread_default();
   source_ = std::make_unique<GlibLoopSource>(loop_, context);
-  linux_platform::LinuxPlatformOptions& platform = options.platform;
+  portable::HostPlatformOptions& platform = options.platform;
   if (!platform.mainRunLoop) platform.mainRunLoop = loop_;
   if (!platform.storePath) platform.storePath = userDataStorePath(platform);
   if (options.networkMonitor) {
-    platform.reachability = linux_platform::ReachabilityChoice::kHost;
+    platform.reachability = portable::ReachabilityChoice::kHost;
     platform.reachabilitySource = std::make_shared<NetworkMonitorSource>();
   }
-  platform_ = std::make_shared<linux_platform::LinuxPlatform>(std::move(platform));
+  if (options.libsoup && !platform.httpClient) {
+    SoupHttpClientOptions http;
+    http.caFile = platform.caFile;
+    http.requestTimeout = platform.requestTimeout;
+    platform.httpClient = std::make_shared<SoupHttpClient>(std::move(http));
+  }
+  platform_ = makeHostPlatform(std::move(platform));
 }
 
 Integration::~Integration() = default;

@@ -8,7 +8,7 @@ namespace {
 
 // What one window reports; owned by the window (freed when it is finalised).
 struct WindowWatch {
-  std::shared_ptr<linux_platform::LinuxPlatform> platform;
+  std::shared_ptr<portable::HostPlatform> platform;
   std::shared_ptr<ApplicationActivity> activity;
   toolkit::EngagementInput input{platform};
   bool active = false;
@@ -93,7 +93,7 @@ void forget(gpointer data) {
 
 }  // namespace
 
-void watchWindow(GtkWindow* window, std::shared_ptr<linux_platform::LinuxPlatform> platform,
+void watchWindow(GtkWindow* window, std::shared_ptr<portable::HostPlatform> platform,
                  std::shared_ptr<ApplicationActivity> activity) {
   auto* watch = new WindowWatch{std::move(platform), std::move(activity)};
   g_object_set_data_full(G_OBJECT(window), "zelvo-window-watch", watch, forget);

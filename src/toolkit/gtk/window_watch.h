@@ -4,7 +4,7 @@
 
 #include <memory>
 
-#include "zelvo/linux/linux_platform.h"
+#include "zelvo/portable/host_platform.h"
 
 namespace zelvo::gtk {
 
@@ -17,7 +17,7 @@ struct ApplicationActivity {
 
 // Attaches the input controller and the signal handlers that report `window` to the library;
 // they live as long as the window.
-void watchWindow(GtkWindow* window, std::shared_ptr<linux_platform::LinuxPlatform> platform,
+void watchWindow(GtkWindow* window, std::shared_ptr<portable::HostPlatform> platform,
                  std::shared_ptr<ApplicationActivity> activity);
 
 }  // namespace zelvo::gtk

@@ -30,7 +30,7 @@ bool focusTakesText() {
 
 }  // namespace
 
-ApplicationWatch::ApplicationWatch(std::shared_ptr<linux_platform::LinuxPlatform> platform)
+ApplicationWatch::ApplicationWatch(std::shared_ptr<portable::HostPlatform> platform)
     : platform_(std::move(platform)), input_(platform_) {
   QCoreApplication::instance()->installEventFilter(this);
   connect(qGuiApp, &QGuiApplication::focusWindowChanged, this, [this](QWindow* window) {

@@ -4,7 +4,7 @@
 #include <QObject>
 
 #include "common/engagement_input.h"
-#include "zelvo/linux/linux_platform.h"
+#include "zelvo/portable/host_platform.h"
 
 class QScreen;
 class QWindow;
@@ -16,7 +16,7 @@ namespace zelvo::qt {
 // screen. Installed on construction, removed on destruction. Thread: the Qt thread.
 class ApplicationWatch : public QObject {
  public:
-  explicit ApplicationWatch(std::shared_ptr<linux_platform::LinuxPlatform> platform);
+  explicit ApplicationWatch(std::shared_ptr<portable::HostPlatform> platform);
   ~ApplicationWatch() override;
   ApplicationWatch(const ApplicationWatch&) = delete;
   ApplicationWatch& operator=(const ApplicationWatch&) = delete;
@@ -30,7 +30,7 @@ class ApplicationWatch : public QObject {
   void followScreen(QScreen* screen);
   void reportScreen();
 
-  std::shared_ptr<linux_platform::LinuxPlatform> platform_;
+  std::shared_ptr<portable::HostPlatform> platform_;
   toolkit::EngagementInput input_;
   bool active_ = true;  // an application starts in the foreground
   QScreen* screen_ = nullptr;

@@ -11,7 +11,7 @@ namespace {
 
 // The application's data directory as Qt names it (from the organisation and application
 // names), or <generic data directory>/<identifier> when the host names the application.
-std::optional<std::string> dataStorePath(const linux_platform::LinuxPlatformOptions& options) {
+std::optional<std::string> dataStorePath(const portable::HostPlatformOptions& options) {
   const QString directory =
       options.applicationIdentifier
           ? QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation) + u'/' +
@@ -24,17 +24,23 @@ std::optional<std::string> dataStorePath(const linux_platform::LinuxPlatformOpti
 }  // namespace
 
 Integration::Integration(IntegrationOptions options)
-    : loop_(std::make_shared<linux_platform::ExternalRunLoop>()), source_(std::make_unique<QtLoopSource>(loop_)) {
-  linux_platform::LinuxPlatformOptions& platform = options.platform;
+    : loop_(std::make_shared<portable::ExternalRunLoop>()), source_(std::make_unique<QtLoopSource>(loop_)) {
+  portable::HostPlatformOptions& platform = options.platform;
   if (!platform.mainRunLoop) platform.mainRunLoop = loop_;
   if (!platform.storePath) platform.storePath = dataStorePath(platform);
   if (options.networkInformation) {
     if (auto information = NetworkInformationSource::load()) {
-      platform.reachability = linux_platform::ReachabilityChoice::kHost;
+      platform.reachability = portable::ReachabilityChoice::kHost;
       platform.reachabilitySource = std::move(information);
     }
   }
-  platform_ = std::make_shared<linux_platform::LinuxPlatform>(std::move(platform));
+  if (options.qtNetwork && !platform.httpClient) {
+    QtHttpClientOptions http;
+    http.caFile = platform.caFile;
+    http.requestTimeout = platform.requestTimeout;
+    platform.httpClient = std::make_shared<QtHttpClient>(std::move(http));
+  }
+  platform_ = makeHostPlatform(std::move(platform));
   watch_ = std::make_unique<ApplicationWatch>(platform_);
 }
 

@@ -12,7 +12,7 @@
 
 namespace zelvo::qt {
 
-using linux_platform::ExternalRunLoop;
+using portable::ExternalRunLoop;
 
 namespace {
 

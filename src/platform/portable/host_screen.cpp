@@ -1,6 +1,6 @@
-#include "zelvo/linux/host_screen.h"
+#include "zelvo/portable/host_screen.h"
 
-namespace zelvo::linux_platform {
+namespace zelvo::portable {
 
 std::optional<ScreenMetrics> HostScreen::mainScreen() const {
   std::lock_guard lock(mutex_);
@@ -12,4 +12,4 @@ void HostScreen::setMainScreen(std::optional<ScreenMetrics> metrics) {
   metrics_ = metrics;
 }
 
-}  // namespace zelvo::linux_platform
+}  // namespace zelvo::portable

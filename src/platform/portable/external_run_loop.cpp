@@ -1,13 +1,13 @@
-#include "zelvo/linux/external_run_loop.h"
+#include "zelvo/portable/external_run_loop.h"
 
 #include <algorithm>
 #include <chrono>
 #include <thread>
 #include <utility>
 
-#include "platform/linux/loop_queue.h"
+#include "platform/portable/loop_queue.h"
 
-namespace zelvo::linux_platform {
+namespace zelvo::portable {
 
 ExternalRunLoop::ExternalRunLoop() : queue_(std::make_unique<LoopQueue>([this] { wake(); })) {}
 
@@ -56,4 +56,4 @@ void ExternalRunLoop::wake() {
   if (wakeUp) (*wakeUp)();
 }
 
-}  // namespace zelvo::linux_platform
+}  // namespace zelvo::portable

@@ -1,10 +1,10 @@
-#include "zelvo/linux/thread_executor.h"
+#include "zelvo/portable/thread_executor.h"
 
 #include <algorithm>
 #include <system_error>
 #include <utility>
 
-namespace zelvo::linux_platform {
+namespace zelvo::portable {
 
 ThreadExecutor::ThreadExecutor(std::size_t threadCount) : maxThreads_(std::max<std::size_t>(threadCount, 1)) {}
 
@@ -66,4 +66,4 @@ void ThreadExecutor::work() {
   if (!stopping_) ended_.push_back(std::this_thread::get_id());
 }
 
-}  // namespace zelvo::linux_platform
+}  // namespace zelvo::portable

@@ -8,7 +8,7 @@
 
 #include "zelvo/platform/run_loop.h"
 
-namespace zelvo::linux_platform {
+namespace zelvo::portable {
 
 // The work of one main run loop: posted tasks and repeating timers on the steady clock.
 // It owns no thread; whoever drives it (our own loop thread, or a host's GLib/Qt/SDL loop)
@@ -54,4 +54,4 @@ class LoopQueue {
   std::shared_ptr<State> state_;
 };
 
-}  // namespace zelvo::linux_platform
+}  // namespace zelvo::portable

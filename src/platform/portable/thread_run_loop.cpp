@@ -1,11 +1,11 @@
-#include "zelvo/linux/thread_run_loop.h"
+#include "zelvo/portable/thread_run_loop.h"
 
 #include <system_error>
 #include <utility>
 
-#include "platform/linux/loop_queue.h"
+#include "platform/portable/loop_queue.h"
 
-namespace zelvo::linux_platform {
+namespace zelvo::portable {
 
 ThreadRunLoop::ThreadRunLoop() : queue_(std::make_unique<LoopQueue>([this] { wake(); })) {
   try {
@@ -72,4 +72,4 @@ void ThreadRunLoop::run() {
   }
 }
 
-}  // namespace zelvo::linux_platform
+}  // namespace zelvo::portable

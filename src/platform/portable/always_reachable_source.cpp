@@ -1,6 +1,6 @@
-#include "zelvo/linux/always_reachable_source.h"
+#include "zelvo/portable/always_reachable_source.h"
 
-namespace zelvo::linux_platform {
+namespace zelvo::portable {
 namespace {
 
 class AlwaysReachableTarget : public ReachabilityTarget {
@@ -22,4 +22,4 @@ std::unique_ptr<ReachabilityTarget> AlwaysReachableSource::targetForHostName(con
   return std::make_unique<AlwaysReachableTarget>();
 }
 
-}  // namespace zelvo::linux_platform
+}  // namespace zelvo::portable

@@ -32,8 +32,9 @@ class CertificateAuthority {
  public:
   CertificateAuthority();
 
-  // A server certificate for "localhost", 127.0.0.1 and `hostNames`, valid for a day.
-  KeyAndCertificate issueServerCertificate(const std::vector<std::string>& hostNames) const;
+  // A server certificate for "localhost", 127.0.0.1 (unless `local` is false) and `hostNames`,
+  // valid for a day.
+  KeyAndCertificate issueServerCertificate(const std::vector<std::string>& hostNames, bool local = true) const;
   // Writes the authority's certificate as PEM to `path`, replacing the file.
   void writeCertificate(const std::string& path) const;
 

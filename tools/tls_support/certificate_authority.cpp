@@ -1,4 +1,4 @@
-#include "common/certificate_authority.h"
+#include "tls_support/certificate_authority.h"
 
 #include <openssl/bn.h>
 #include <openssl/pem.h>
@@ -91,12 +91,12 @@ void CertificateAuthority::writeCertificate(const std::string& path) const {
 }
 
 KeyAndCertificate CertificateAuthority::issueServerCertificate(
-    const std::vector<std::string>& hostNames) const {
-  std::string altNames = "DNS:localhost,IP:127.0.0.1";
-  for (const std::string& host : hostNames) altNames += ",DNS:" + host;
+    const std::vector<std::string>& hostNames, bool local) const {
+  std::string altNames = local ? "DNS:localhost,IP:127.0.0.1" : "";
+  for (const std::string& host : hostNames) altNames += (altNames.empty() ? "DNS:" : ",DNS:") + host;
   KeyAndCertificate server;
   server.key = newKey();
-  server.certificate = makeCertificate(server.key.get(), "localhost", authority_.certificate.get(),
+  server.certificate = makeCertificate(server.key.get(), local || hostNames.empty() ? "localhost" : hostNames.front().c_str(), authority_.certificate.get(),
                                        authority_.key.get(),
                                        {{NID_basic_constraints, "critical,CA:FALSE"},
                                         {NID_key_usage, "critical,digitalSignature"},

@@ -1,4 +1,4 @@
-#include "platform/linux/loop_queue.h"
+#include "platform/portable/loop_queue.h"
 
 #include <algorithm>
 #include <atomic>
@@ -8,7 +8,7 @@
 #include <utility>
 #include <vector>
 
-namespace zelvo::linux_platform {
+namespace zelvo::portable {
 namespace {
 
 using Clock = LoopQueue::Clock;
@@ -223,4 +223,4 @@ void LoopQueue::setLoopThread(std::thread::id id) { state_->loopThread.store(id)
 
 bool LoopQueue::isLoopThread() const { return state_->loopThread.load() == std::this_thread::get_id(); }
 
-}  // namespace zelvo::linux_platform
+}  // namespace zelvo::portable
