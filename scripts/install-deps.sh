@@ -4,7 +4,8 @@
 # "package", also Doxygen for the API reference, `file`, which cpack needs to find the
 # libraries of the Debian packages, help2man for the tools' manual pages, and the package
 # check's checkers: lintian, hardening-check (devscripts) and abidw/abidiff (abigail-tools)
-# (scripts/package-check.sh); with "cross", see below.
+# (scripts/package-check.sh); with "cross", see below; with "windows", the mingw-w64
+# cross compiler, Wine to run the tests, and the libraries built for the target (scripts/windows-deps.sh).
 set -euo pipefail
 packages=(
   build-essential cmake ninja-build pkg-config git ca-certificates openssl
@@ -16,6 +17,7 @@ packages=(
 )
 [ "${1:-}" = fuzz ] && packages+=(clang libclang-rt-dev)
 [ "${1:-}" = package ] && packages+=(doxygen file help2man lintian devscripts abigail-tools)
+[ "${1:-}" = windows ] && packages+=(g++-mingw-w64-x86-64-posix mingw-w64 wine64 wine dpkg-dev)
 # "cross": the aarch64 preset's cross compiler, the target's libraries as :arm64 multiarch
 # packages (nlohmann/json's headers are shared) and QEMU's user-mode emulator to run its tests.
 if [ "${1:-}" = cross ]; then
@@ -42,3 +44,4 @@ fi
 if ! locale -a 2>/dev/null | grep -qi '^de_DE\.utf-\?8$'; then
   localedef -i de_DE -f UTF-8 de_DE.UTF-8 >/dev/null 2>&1 || echo "note: could not make the de_DE.UTF-8 locale; its test will skip"
 fi
+[ "${1:-}" != windows ] || bash "$(dirname "$0")/windows-deps.sh"

@@ -24,7 +24,11 @@ double utc(int year, int month, int day, int hour = 0, int minute = 0, int secon
   tm.tm_hour = hour;
   tm.tm_min = minute;
   tm.tm_sec = second;
+#ifdef _WIN32
+  return static_cast<double>(_mkgmtime(&tm)) - kSecondsFrom1970To2001;
+#else
   return static_cast<double>(timegm(&tm)) - kSecondsFrom1970To2001;
+#endif
 }
 
 TimeZone mustLoad(const std::string& name) {

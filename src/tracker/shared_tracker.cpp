@@ -1,6 +1,7 @@
 #include <mutex>
 
 #include "common/default_platform.h"
+#include "tracker/process_objects.h"
 #include "tracker/tracker_access.h"
 #include "tracker/tracker_internal.h"
 #include "zelvo/zv_capture_events.h"
@@ -61,6 +62,12 @@ std::shared_ptr<ZVTracker> ZVTracker::sharedTracker() {
 // tracker's own, fetched through that tracker's collection switch and logged through its gate.
 std::shared_ptr<ZelvoConfig> ZelvoConfig::getInstance() {
   return TrackerAccess::internal(*ZVTracker::sharedTracker()).configuration();
+}
+
+void abandonProcessWideObjects() {
+  std::lock_guard lock(classLock());
+  new std::shared_ptr<ZVTracker>(std::move(processTracker()));
+  new std::shared_ptr<Platform>(std::move(processPlatform()));
 }
 
 void ZVCaptureEvents::initializeEventsCapturing() { initializeEventsCapturing(*installedPlatform()); }

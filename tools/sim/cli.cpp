@@ -28,7 +28,7 @@ int runCommandLine(const std::vector<std::string>& arguments, std::ostream& out,
     return kExitRefused;
   }
 
-  std::ifstream file(path);
+  std::ifstream file(path, std::ios::binary);
   if (!file) {
     err << "zelvo-sim: cannot read " << path << "\n";
     return kExitIoError;

@@ -9,10 +9,14 @@
 #include "zelvo/platform/http_client.h"
 #include "zelvo/export.h"
 
+namespace zelvo::portable {
+class IoThread;
+}  // namespace zelvo::portable
+
 namespace zelvo::linux_platform {
 
 class CurlWorker;
-class IoThread;
+using portable::IoThread;
 
 // HTTPS-only client on libcurl. TLS peer and host verification are always on; redirects
 // are never followed. Requests from startGet() run on the platform's I/O thread (one of the

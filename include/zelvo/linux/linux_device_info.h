@@ -1,10 +1,6 @@
 #pragma once
 
-#include <mutex>
-#include <optional>
-#include <string>
-
-#include "zelvo/platform/device_info.h"
+#include "zelvo/portable/host_device_info.h"
 #include "zelvo/export.h"
 
 namespace zelvo::linux_platform {
@@ -14,21 +10,9 @@ namespace zelvo::linux_platform {
 // the application identifier defaults to the running program's file name. A host sets its
 // own (a reverse-DNS identifier, say) before starting the tracker.
 // Thread: every member is safe from any thread.
-class ZELVO_EXPORT LinuxDeviceInfo : public DeviceInfo {
+class ZELVO_EXPORT LinuxDeviceInfo : public portable::HostDeviceInfo {
  public:
   LinuxDeviceInfo();
-
-  std::string modelName() const override;
-  std::optional<std::string> applicationIdentifier() const override;
-
-  void setModelName(std::string modelName);
-  // Nothing means the application has no identifier.
-  void setApplicationIdentifier(std::optional<std::string> identifier);
-
- private:
-  mutable std::mutex mutex_;
-  std::string modelName_;                               // guarded by mutex_
-  std::optional<std::string> applicationIdentifier_;    // guarded by mutex_
 };
 
 }  // namespace zelvo::linux_platform

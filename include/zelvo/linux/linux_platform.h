@@ -18,9 +18,13 @@
 #include "zelvo/portable/host_platform.h"
 #include "zelvo/export.h"
 
+namespace zelvo::portable {
+class IoThread;
+}  // namespace zelvo::portable
+
 namespace zelvo::linux_platform {
 
-class IoThread;
+using portable::IoThread;
 
 // The reachability choice and the options are the same on every OS; these names are kept for
 // hosts written against the Linux platform. The Linux platform has no options of its own yet.

@@ -8,9 +8,13 @@
 #include "zelvo/platform/run_loop.h"
 #include "zelvo/export.h"
 
+namespace zelvo::portable {
+class IoThread;
+}  // namespace zelvo::portable
+
 namespace zelvo::linux_platform {
 
-class IoThread;
+using portable::IoThread;
 
 // Reachability on Linux, from the kernel's routing state. What the flags mean here:
 //   the zero address 0.0.0.0 (the internet): Reachable while the main routing table holds a

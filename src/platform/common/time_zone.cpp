@@ -199,6 +199,13 @@ std::vector<OffsetChange> TimeZone::offsetsBetween(int64_t from, int64_t to) con
 double TimeZone::utcOffsetAt(double unixSeconds) const { return offsetAt(toWholeSeconds(unixSeconds)); }
 
 double TimeZone::startOfDay(double instantSince2001) const {
+  return startOfLocalDay(
+      instantSince2001, [this](int64_t unixSeconds) { return offsetAt(unixSeconds); },
+      [this](int64_t from, int64_t to) { return offsetsBetween(from, to); });
+}
+
+double startOfLocalDay(double instantSince2001, const std::function<int32_t(int64_t)>& offsetAt,
+                       const std::function<std::vector<OffsetChange>(int64_t, int64_t)>& offsetsBetween) {
   if (!std::isfinite(instantSince2001)) return instantSince2001;
   const int64_t unix = toWholeSeconds(instantSince2001 + kSecondsFrom1970To2001);
   const int64_t localMidnight = floorDiv(unix + offsetAt(unix), kSecondsPerDay) * kSecondsPerDay;

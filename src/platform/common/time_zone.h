@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -45,5 +46,11 @@ class TimeZone {
   std::vector<OffsetChange> transitions_;
   std::optional<PosixTzRule> rule_;
 };
+
+// TimeZone::startOfDay() for a zone whose rules come from elsewhere (the Windows time-zone
+// API): `offsetAt` gives the UTC offset at a Unix second, `offsetsBetween(from, to)` the offset
+// at `from` and then every change in (from, to].
+double startOfLocalDay(double instantSince2001, const std::function<int32_t(int64_t)>& offsetAt,
+                       const std::function<std::vector<OffsetChange>(int64_t, int64_t)>& offsetsBetween);
 
 }  // namespace zelvo

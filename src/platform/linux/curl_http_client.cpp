@@ -8,7 +8,7 @@
 #include "platform/linux/curl_transfer.h"
 #include "platform/linux/endpoint.h"
 #include "platform/linux/curl_worker.h"
-#include "platform/linux/io_thread.h"
+#include "platform/portable/io_thread.h"
 #include "platform/linux/url_acceptance.h"
 
 namespace zelvo::linux_platform {

@@ -9,8 +9,8 @@
 #include <vector>
 
 #include "platform/linux/curl_transfer.h"
-#include "platform/linux/io_thread.h"
-#include "zelvo/linux/curl_http_client_options.h"
+#include "platform/portable/io_thread.h"
+#include "zelvo/linux/curl_http_client.h"
 
 namespace zelvo::linux_platform {
 

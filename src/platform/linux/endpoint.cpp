@@ -1,30 +1,12 @@
 #include "platform/linux/endpoint.h"
 
-#include <arpa/inet.h>
-
-#include <array>
 #include <memory>
 #include <optional>
 
+#include "platform/common/endpoint_mapping.h"
 #include "platform/linux/curl_url.h"
-#include "zelvo/constants.h"
 
 namespace zelvo::linux_platform {
-namespace {
-
-// "https://host/" of one of the library's URLs: what a request must start with to be moved.
-std::string_view hostPrefix(std::string_view url) {
-  const std::size_t slash = url.find('/', url.find("://") + 3);
-  return url.substr(0, slash + 1);
-}
-
-bool isLoopbackHost(const std::string& host) {
-  if (host == "localhost" || host == "[::1]") return true;
-  in_addr address{};
-  return inet_pton(AF_INET, host.c_str(), &address) == 1 && (ntohl(address.s_addr) >> 24) == 127;
-}
-
-}  // namespace
 
 std::variant<Endpoint, std::string> Endpoint::parse(std::string_view text) {
   const std::string quoted = "the endpoint \"" + std::string(text) + "\" ";
@@ -62,14 +44,6 @@ std::optional<std::string> Endpoint::check(std::string_view text) {
   return std::nullopt;
 }
 
-std::string Endpoint::map(const std::string& url) const {
-  const std::array<std::string_view, 3> libraryHosts{hostPrefix(kZVPingURLBase), hostPrefix(kZVPongURLBase),
-                                                      hostPrefix(kZelvoConfigURL)};
-  for (std::string_view prefix : libraryHosts) {
-    // The prefix keeps its slash, so the rest is the path and query from their first byte.
-    if (url.starts_with(prefix)) return base_ + url.substr(prefix.size() - 1);
-  }
-  return url;
-}
+std::string Endpoint::map(const std::string& url) const { return mapOntoEndpoint(base_, url); }
 
 }  // namespace zelvo::linux_platform

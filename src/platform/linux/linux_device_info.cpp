@@ -1,7 +1,6 @@
 #include "zelvo/linux/linux_device_info.h"
 
 #include <fstream>
-#include <utility>
 
 #include "platform/linux/executable_name.h"
 
@@ -24,27 +23,6 @@ std::optional<std::string> defaultApplicationIdentifier() {
 
 }  // namespace
 
-LinuxDeviceInfo::LinuxDeviceInfo()
-    : modelName_(defaultModelName()), applicationIdentifier_(defaultApplicationIdentifier()) {}
-
-std::string LinuxDeviceInfo::modelName() const {
-  std::lock_guard lock(mutex_);
-  return modelName_;
-}
-
-std::optional<std::string> LinuxDeviceInfo::applicationIdentifier() const {
-  std::lock_guard lock(mutex_);
-  return applicationIdentifier_;
-}
-
-void LinuxDeviceInfo::setModelName(std::string modelName) {
-  std::lock_guard lock(mutex_);
-  modelName_ = std::move(modelName);
-}
-
-void LinuxDeviceInfo::setApplicationIdentifier(std::optional<std::string> identifier) {
-  std::lock_guard lock(mutex_);
-  applicationIdentifier_ = std::move(identifier);
-}
+LinuxDeviceInfo::LinuxDeviceInfo() : HostDeviceInfo(defaultModelName(), defaultApplicationIdentifier()) {}
 
 }  // namespace zelvo::linux_platform

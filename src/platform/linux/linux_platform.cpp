@@ -4,9 +4,9 @@
 
 #include "platform/linux/endpoint.h"
 #include "platform/linux/host_http_client.h"
-#include "platform/linux/io_thread.h"
+#include "platform/portable/io_thread.h"
+#include "platform/portable/reachability_choice.h"
 #include "zelvo/linux/stderr_log_sink.h"
-#include "zelvo/portable/always_reachable_source.h"
 #include "zelvo/portable/thread_run_loop.h"
 
 namespace zelvo::linux_platform {
@@ -45,32 +45,15 @@ LinuxPlatform::LinuxPlatform(Options options)
 }
 
 void LinuxPlatform::makeReachabilitySource(const Options& options) {
-  ReachabilityChoice choice = options.reachability;
-  if (choice == ReachabilityChoice::kHost && !options.reachabilitySource) {
-    const std::string why = "reachability kHost was chosen without a reachabilitySource; using the system's";
-    log_->write(LogSeverity::kError, "[ZV]:" + why);
-    if (!configurationError_) configurationError_ = why;
-    choice = ReachabilityChoice::kSystem;
-  }
-  if (choice == ReachabilityChoice::kSystem && options.endpoint && !configurationError_) {
-    // A server on this machine needs no route: asking the routing table would hold every ping
-    // back on a machine without a default route.
+  bool loopbackEndpoint = false;
+  if (options.endpoint) {
     auto endpoint = Endpoint::parse(*options.endpoint);
-    if (const auto* parsed = std::get_if<Endpoint>(&endpoint); parsed != nullptr && parsed->isLoopback()) {
-      choice = ReachabilityChoice::kAlwaysReachable;
-    }
+    const auto* parsed = std::get_if<Endpoint>(&endpoint);
+    loopbackEndpoint = parsed != nullptr && parsed->isLoopback();
   }
-  switch (choice) {
-    case ReachabilityChoice::kHost:
-      reachability_ = options.reachabilitySource;
-      break;
-    case ReachabilityChoice::kAlwaysReachable:
-      reachability_ = std::make_shared<portable::AlwaysReachableSource>();
-      break;
-    case ReachabilityChoice::kSystem:
-      reachability_ = std::make_shared<NetlinkReachabilitySource>(*runLoop_, *log_, io_, executor_);
-      break;
-  }
+  reachability_ = portable::chooseReachabilitySource(options, loopbackEndpoint, *log_, configurationError_, [&] {
+    return std::make_shared<NetlinkReachabilitySource>(*runLoop_, *log_, io_, executor_);
+  });
 }
 
 LinuxPlatform::~LinuxPlatform() {

@@ -11,7 +11,7 @@
 #include <chrono>
 #include <vector>
 
-#include "platform/linux/io_thread.h"
+#include "platform/portable/io_thread.h"
 #include "platform/linux/netlink_target.h"
 #include "platform/linux/reachability_watch.h"
 #include "platform/linux/route_probe.h"

@@ -12,7 +12,7 @@
 
 struct sqlite3;
 
-namespace zelvo::linux_platform {
+namespace zelvo::portable {
 
 // The SQLite file behind SqliteStore: one table of keys and values in their typed JSON
 // text. Opening creates what is missing. Only a damaged file (not a database, or corrupt) is
@@ -62,4 +62,4 @@ class StoreFile {
   ino_t inode_ = 0;
 };
 
-}  // namespace zelvo::linux_platform
+}  // namespace zelvo::portable

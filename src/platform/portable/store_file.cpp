@@ -1,19 +1,16 @@
-#include "platform/linux/store_file.h"
+#include "platform/portable/store_file.h"
 
-#include <errno.h>
-#include <fcntl.h>
 #include <sqlite3.h>
 #include <sys/stat.h>
-#include <time.h>
-#include <unistd.h>
 
 #include <chrono>
 #include <cstdio>
-#include <cstring>
 #include <thread>
 #include <utility>
 
-namespace zelvo::linux_platform {
+#include "platform/portable/store_file_system.h"
+
+namespace zelvo::portable {
 namespace {
 
 // How long a write waits for another process of the application that holds the file.
@@ -35,18 +32,12 @@ struct Failure {
   std::string message;
 };
 
-std::string errnoText(int error) {
-  char buffer[256];
-  // The GNU strerror_r returns the message, which may or may not be in `buffer`.
-  return strerror_r(error, buffer, sizeof buffer);
-}
-
 // The system's reason is kept where SQLite's message alone ("unable to open database file")
 // would not tell a missing permission from a missing file.
 Failure failureOf(sqlite3* db, int code) {
   Failure failure{code, db ? sqlite3_errmsg(db) : sqlite3_errstr(code)};
   if (const int error = db ? sqlite3_system_errno(db) : 0; error != 0 && (code & 0xff) == SQLITE_CANTOPEN) {
-    failure.message += ": " + errnoText(error);
+    failure.message += ": " + systemErrorText(error);
   }
   return failure;
 }
@@ -69,30 +60,6 @@ std::string columnText(sqlite3_stmt* statement, int column) {
   const auto* text = reinterpret_cast<const char*>(sqlite3_column_text(statement, column));
   if (!text) return {};
   return std::string(text, static_cast<size_t>(sqlite3_column_bytes(statement, column)));
-}
-
-// mkdir -p with mode 0700: the directory holds the application's private data.
-std::optional<std::string> makeDirectories(const std::string& path) {
-  const size_t slash = path.rfind('/');
-  if (slash == std::string::npos || slash == 0) return std::nullopt;
-  const std::string directory = path.substr(0, slash);
-  for (size_t end = directory.find('/', 1);; end = directory.find('/', end + 1)) {
-    const std::string prefix = directory.substr(0, end);
-    if (mkdir(prefix.c_str(), 0700) != 0 && errno != EEXIST) {
-      return "cannot create " + prefix + ": " + errnoText(errno);
-    }
-    if (end == std::string::npos) break;
-  }
-  struct stat info {};
-  if (stat(directory.c_str(), &info) != 0 || !S_ISDIR(info.st_mode)) return directory + " is not a directory";
-  return std::nullopt;
-}
-
-// SQLite creates files with 0644 less the umask; the store's file is the user's alone, and
-// SQLite gives its -wal and -shm files the database file's mode.
-void createPrivateFile(const std::string& path) {
-  const int fd = ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
-  if (fd >= 0) ::close(fd);
 }
 
 std::optional<Failure> readValues(sqlite3* db, const std::string& path, LogSink& log, Value::Dictionary& values) {
@@ -136,7 +103,7 @@ std::optional<Failure> openAndRead(const std::string& path, LogSink& log, Db& db
   if (code != SQLITE_OK) return failureOf(raw, code);
   // SQLite opens a file it may not write for reading instead; readOnly() below reads it.
   if (sqlite3_db_readonly(raw, "main") == 1) {
-    return Failure{SQLITE_READONLY, access(path.c_str(), W_OK) != 0 ? errnoText(errno) : "not writable"};
+    return Failure{SQLITE_READONLY, whyNotWritable(path)};
   }
   sqlite3_busy_timeout(raw, kBusyTimeoutMs);
   // WAL with synchronous=FULL: a commit returns only after its WAL frames are fsync'd, so a
@@ -207,30 +174,18 @@ std::optional<Failure> readOnly(const std::string& path, LogSink& log, Value::Di
   return failure;
 }
 
-std::string timestampSuffix() {
-  timespec ts{};
-  clock_gettime(CLOCK_REALTIME, &ts);
-  tm utc{};
-  gmtime_r(&ts.tv_sec, &utc);
-  char text[64];
-  std::snprintf(text, sizeof text, "%04d%02d%02dT%02d%02d%02d.%03ldZ", utc.tm_year + 1900, utc.tm_mon + 1,
-                utc.tm_mday, utc.tm_hour, utc.tm_min, utc.tm_sec, static_cast<long>(ts.tv_nsec / 1000000));
-  return text;
-}
-
 // Renames the file to NAME.corrupt-<UTC time>, its -wal and -shm files along with it: a WAL
 // left behind would be replayed into the new database. Returns the new name.
 std::optional<std::string> moveAside(const std::string& path, LogSink& log) {
-  const std::string aside = path + ".corrupt-" + timestampSuffix();
-  if (rename(path.c_str(), aside.c_str()) != 0) {
-    log.write(LogSeverity::kWarning, "[ZV]: Cannot move the unusable store file " + path + " aside: " + errnoText(errno));
+  const std::string aside = path + ".corrupt-" + utcTimestamp();
+  if (auto error = moveFile(path, aside)) {
+    log.write(LogSeverity::kWarning, "[ZV]: Cannot move the unusable store file " + path + " aside: " + *error);
     return std::nullopt;
   }
   for (const char* suffix : {"-wal", "-shm"}) {
     const std::string from = path + suffix;
-    if (rename(from.c_str(), (aside + suffix).c_str()) != 0 && errno != ENOENT && unlink(from.c_str()) != 0 &&
-        errno != ENOENT) {
-      log.write(LogSeverity::kWarning, "[ZV]: Cannot remove the stale " + from + ": " + errnoText(errno));
+    if (auto error = moveOrRemoveFile(from, aside + suffix)) {
+      log.write(LogSeverity::kWarning, "[ZV]: Cannot remove the stale " + from + ": " + *error);
       return std::nullopt;
     }
   }
@@ -240,7 +195,7 @@ std::optional<std::string> moveAside(const std::string& path, LogSink& log) {
 }  // namespace
 
 StoreFile::Opened StoreFile::open(const std::string& path, LogSink& log) {
-  if (auto error = makeDirectories(path)) {
+  if (auto error = makePrivateDirectories(path)) {
     log.write(LogSeverity::kWarning, "[ZV]: The store's directory is unusable (" + *error + "); keeping values in memory only");
     return {};
   }
@@ -390,4 +345,4 @@ std::optional<std::string> StoreFile::setIfAbsent(const std::string& key, const 
   return held;
 }
 
-}  // namespace zelvo::linux_platform
+}  // namespace zelvo::portable

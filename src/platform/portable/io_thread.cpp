@@ -1,28 +1,21 @@
-#include "platform/linux/io_thread.h"
-
-#include <sys/eventfd.h>
-#include <unistd.h>
+#include "platform/portable/io_thread.h"
 
 #include <algorithm>
 #include <atomic>
-#include <cerrno>
 #include <condition_variable>
 #include <deque>
 #include <mutex>
 #include <system_error>
 #include <thread>
 
-namespace zelvo::linux_platform {
+namespace zelvo::portable {
 
 // Shared with the thread, which may outlive the IoThread object when the last owner lets go
 // of it on the I/O thread itself.
 struct IoThread::State {
-  ~State() {
-    if (wakeFd >= 0) ::close(wakeFd);
-  }
   void run();
 
-  int wakeFd = -1;
+  IoWait waiter;
   std::thread thread;
   std::atomic<std::thread::id> threadId{};
 
@@ -39,8 +32,7 @@ IoThread::IoThread() : IoThread(true) {}
 std::shared_ptr<IoThread> IoThread::makeStopped() { return std::shared_ptr<IoThread>(new IoThread(false)); }
 
 IoThread::IoThread(bool start) : state_(std::make_shared<State>()) {
-  if (start) state_->wakeFd = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
-  if (state_->wakeFd < 0) {
+  if (!start || !state_->waiter.usable()) {
     state_->stopping = true;
     return;
   }
@@ -82,16 +74,11 @@ bool IoThread::post(std::function<void()> task) {
     state_->tasks.push_back(std::move(task));
     if (!wasEmpty) return true;  // the thread is already woken for the earlier task
   }
-  const uint64_t one = 1;
-  [[maybe_unused]] const ssize_t written = ::write(state_->wakeFd, &one, sizeof(one));
+  state_->waiter.wake();
   return true;
 }
 
-void IoThread::wake() {
-  if (state_->wakeFd < 0) return;
-  const uint64_t one = 1;
-  [[maybe_unused]] const ssize_t written = ::write(state_->wakeFd, &one, sizeof(one));
-}
+void IoThread::wake() { state_->waiter.wake(); }
 
 bool IoThread::runAndWait(std::function<void()> task, std::chrono::milliseconds limit) {
   if (isIoThread()) {
@@ -144,7 +131,7 @@ void IoThread::State::run() {
     }
     due.clear();
 
-    fds.assign(1, pollfd{wakeFd, POLLIN, 0});
+    fds.clear();
     prepared.clear();
     std::optional<Clock::time_point> deadline;
     for (Source* source : sources) {
@@ -158,15 +145,7 @@ void IoThread::State::run() {
       const auto millis = std::chrono::ceil<std::chrono::milliseconds>(wait).count();
       timeout = static_cast<int>(std::clamp<long long>(millis, 0, 60'000));
     }
-    if (::poll(fds.data(), fds.size(), timeout) < 0 && errno != EINTR) {
-      // Only a broken descriptor gets here; a short pause keeps a source that keeps handing
-      // one in from spinning the thread.
-      ::poll(nullptr, 0, 10);
-    }
-    if (fds[0].revents != 0) {
-      uint64_t count = 0;
-      [[maybe_unused]] const ssize_t read = ::read(wakeFd, &count, sizeof(count));
-    }
+    waiter.wait(fds, timeout);
     const Clock::time_point now = Clock::now();
     for (std::size_t i = 0; i < prepared.size(); ++i) {
       auto [source, first] = prepared[i];
@@ -178,4 +157,4 @@ void IoThread::State::run() {
   }
 }
 
-}  // namespace zelvo::linux_platform
+}  // namespace zelvo::portable

@@ -1,7 +1,5 @@
 #pragma once
 
-#include <poll.h>
-
 #include <chrono>
 #include <cstddef>
 #include <functional>
@@ -9,9 +7,11 @@
 #include <optional>
 #include <vector>
 
-namespace zelvo::linux_platform {
+#include "platform/portable/io_wait.h"
 
-// The Linux platform's one I/O thread: a poll loop that runs posted tasks in order and
+namespace zelvo::portable {
+
+// The platform's one I/O thread: a loop that runs posted tasks in order and
 // drives every "source" registered with it (the HTTP transfers, the netlink socket, the
 // store's delayed writes), each of which says which descriptors it waits on and until when.
 // One thread for all of them instead of a thread each: a library in someone else's process
@@ -67,4 +67,4 @@ class IoThread {
   std::shared_ptr<State> state_;
 };
 
-}  // namespace zelvo::linux_platform
+}  // namespace zelvo::portable

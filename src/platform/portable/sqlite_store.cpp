@@ -1,37 +1,21 @@
-#include "zelvo/linux/sqlite_store.h"
-
-#include <pwd.h>
-#include <unistd.h>
+#include "zelvo/portable/sqlite_store.h"
 
 #include <condition_variable>
-#include <cstdlib>
 #include <mutex>
 #include <string>
 #include <utility>
 #include <vector>
 
-#include "platform/linux/io_thread.h"
-#include "platform/linux/store_file.h"
+#include "platform/portable/io_thread.h"
+#include "platform/portable/store_file.h"
 
-namespace zelvo::linux_platform {
+namespace zelvo::portable {
 namespace {
 
 using SteadyClock = std::chrono::steady_clock;
 
 // How long destruction waits for the last commit; a disk slower than that finishes it later.
 constexpr std::chrono::seconds kFinishLimit{30};
-
-std::optional<std::string> homeDirectory() {
-  if (const char* home = std::getenv("HOME"); home && home[0] == '/') return std::string(home);
-  std::vector<char> buffer(16384);
-  passwd entry{};
-  passwd* found = nullptr;
-  if (getpwuid_r(getuid(), &entry, buffer.data(), buffer.size(), &found) == 0 && found && found->pw_dir &&
-      found->pw_dir[0] == '/') {
-    return std::string(found->pw_dir);
-  }
-  return std::nullopt;
-}
 
 }  // namespace
 
@@ -66,22 +50,6 @@ struct SqliteStore::Impl : IoThread::Source {
   uint64_t attemptsStarted = 0;
   uint64_t lastFailedAttempt = 0;
 };
-
-std::optional<std::string> SqliteStore::defaultPath(const std::string& applicationIdentifier) {
-  if (applicationIdentifier.empty() || applicationIdentifier == "." || applicationIdentifier == ".." ||
-      applicationIdentifier.find('/') != std::string::npos) {
-    return std::nullopt;
-  }
-  std::string dataHome;
-  if (const char* xdg = std::getenv("XDG_DATA_HOME"); xdg && xdg[0] == '/') {
-    dataHome = xdg;
-  } else if (std::optional<std::string> home = homeDirectory()) {
-    dataHome = *home + "/.local/share";
-  } else {
-    return std::nullopt;
-  }
-  return dataHome + "/" + applicationIdentifier + "/zelvo.sqlite";
-}
 
 SqliteStore::SqliteStore(LogSink& log, std::optional<std::string> path, std::chrono::milliseconds writeDelay)
     : SqliteStore(log, std::move(path), writeDelay, std::make_shared<IoThread>()) {}
@@ -284,4 +252,4 @@ void SqliteStore::Impl::flush(std::unique_lock<std::mutex>& lock) {
   flushed.notify_all();
 }
 
-}  // namespace zelvo::linux_platform
+}  // namespace zelvo::portable
