@@ -26,7 +26,7 @@ if [ ! -f "$prefix/lib/libsqlite3.a" ]; then
     -o "Dir::State::Lists=$work/apt/lists" -o "APT::Get::List-Cleanup=0" -o "APT::Sandbox::User=root")
   apt-get "${apt_options[@]}" update -qq
   # The version the Linux build links, so both platforms run the same store code.
-  version=$(dpkg-query -W -f='${source:Version}' libsqlite3-dev)
+  version=$(dpkg-query -W -f='${source:Version}' "libsqlite3-dev:$(dpkg --print-architecture)")
   (cd "$work/src" && apt-get "${apt_options[@]}" source -qq "sqlite3=$version" >/dev/null)
   tree=$(find "$work/src" -maxdepth 1 -mindepth 1 -type d | head -1)
   if [ ! -f "$tree/sqlite3.c" ]; then
