@@ -52,7 +52,7 @@ bool ZVTracker::startTrackerWithAccountID(uint32_t accountId, std::optional<std:
   in.page.userAgent = userAgentForModel(platform.deviceInfo().modelName());
 
   // Every start makes a new ping object: its lock-out and referrer state go with the old one.
-  auto ping = std::make_shared<ZVPing>(in.platform, in.gate, in.pingStatus);
+  auto ping = std::make_shared<ZVPing>(in.pingServices(), in.gate, in.pingStatus);
   ping->setUsePong(in.ping->usePong());
   in.ping = std::move(ping);
 
