@@ -25,8 +25,7 @@ if [ ! -f "$prefix/lib/libsqlite3.a" ]; then
   apt_options=(-o "Dir::Etc::SourceList=$work/apt/sources.list" -o "Dir::Etc::SourceParts=$work/apt/parts"
     -o "Dir::State::Lists=$work/apt/lists" -o "APT::Get::List-Cleanup=0" -o "APT::Sandbox::User=root")
   apt-get "${apt_options[@]}" update -qq
-  # The version the Linux build links, so both platforms run the same store code (the build
-  # machine's architecture: the aarch64 cross build installs the arm64 package too).
+  # The version the Linux build links, so both platforms run the same store code.
   version=$(dpkg-query -W -f='${source:Version}' "libsqlite3-dev:$(dpkg --print-architecture)")
   (cd "$work/src" && apt-get "${apt_options[@]}" source -qq "sqlite3=$version" >/dev/null)
   tree=$(find "$work/src" -maxdepth 1 -mindepth 1 -type d | head -1)

@@ -45,7 +45,10 @@ class PingTransportTest : public ::testing::Test {
 
   std::shared_ptr<testing::TestingPlatform> platform_ = std::make_shared<testing::TestingPlatform>(kStart);
   std::shared_ptr<LogGate> gate_ = std::make_shared<LogGate>(platform_->logSink());
-  std::shared_ptr<ZVPing> ping_ = std::make_shared<ZVPing>(platform_, gate_);
+  ZVPing::Services services() const {
+    return {platform_, platform_->http(), platform_->clock(), platform_->mainRunLoop(), platform_->notificationCenter()};
+  }
+  std::shared_ptr<ZVPing> ping_ = std::make_shared<ZVPing>(services(), gate_);
   ZVPing::TrackArguments arguments_ = test::typicalPingArguments();
   std::atomic<int> willSend_{0};
 };
@@ -114,7 +117,7 @@ TEST_F(PingTransportTest, EveryAttemptEndsInExactlyOneOutcome) {
       {"no answer", {ScriptedHttpClient::Answer::error()}, "attempted 1, other 1"},
   };
   for (const auto& row : cases) {
-    ping_ = std::make_shared<ZVPing>(platform_, gate_);
+    ping_ = std::make_shared<ZVPing>(services(), gate_);
     for (const auto& answer : row.answers) http().enqueue(answer);
     track(true);
     http().deliverPending();
@@ -141,7 +144,7 @@ TEST_F(PingTransportTest, PingsBeyondTheBoundInFlightAreSkippedAsBusy) {
 // A newer start replaced the object: its answers are counted, and nothing more (no resend).
 TEST_F(PingTransportTest, AnswersToAReleasedPingObjectAreCountedOnly) {
   auto status = std::make_shared<PingStatus>(platform_->mainRunLoop());
-  ping_ = std::make_shared<ZVPing>(platform_, gate_, status);
+  ping_ = std::make_shared<ZVPing>(services(), gate_, status);
   http().enqueueStatuses({500});
   track(true);
   ping_.reset();

@@ -18,10 +18,12 @@ std::map<std::string, std::string> queryMap(const std::string& url) {
   return pairs;
 }
 
-TrackerTest::TrackerTest() : platform(std::make_shared<zelvo::testing::TestingPlatform>(kStart)) {
+TrackerTest::TrackerTest(const std::function<void(zelvo::testing::TestingPlatform&)>& prepare)
+    : platform(std::make_shared<zelvo::testing::TestingPlatform>(kStart)) {
   platform->http().setDefaultAnswer(zelvo::testing::ScriptedHttpClient::Answer::withStatus(200));
   platform->http().setDelivery(zelvo::testing::ScriptedHttpClient::Delivery::kInline);
   platform->reachability().setFlags(reachability_flags::kReachable);
+  if (prepare) prepare(*platform);
   tracker = ZVTracker::create(platform);
 }
 

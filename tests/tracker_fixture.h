@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <map>
 #include <memory>
 #include <string>
@@ -25,7 +26,8 @@ inline bool hasKey(const std::string& url, const std::string& key) { return quer
 // network, and a tracker of its own on it.
 class TrackerTest : public ::testing::Test {
  protected:
-  TrackerTest();
+  // `prepare` sets the platform up before the tracker is made (a policy, a stored value).
+  explicit TrackerTest(const std::function<void(zelvo::testing::TestingPlatform&)>& prepare = {});
   // A new tracker on the same platform (the host application restarted).
   void restart();
   ZVTracker::Internal& in() { return internalsForTesting(*tracker); }

@@ -2,6 +2,8 @@
 // zelvo::gtk does the integration: the library's loop on GTK's main context, the window's
 // input as engagement (the wheel, keys, clicks), its activation as the application's, the
 // reply box as writing, GNetworkMonitor for reachability, the store in the user's data folder.
+// The library waits for the reader's consent: a bar asks on first launch (Agree / Refuse), and
+// nothing is stored or sent before the answer.
 //
 //   zelvo-collector --ca-out /tmp/ca.pem --port 8443 &
 //   zelvo-gtk-reader https://127.0.0.1:8443 /tmp/ca.pem
@@ -84,6 +86,33 @@ void onPageChanged(GtkStack* stack, GParamSpec*, gpointer data) {
   }
 }
 
+// The consent bar: shown while the reader has not answered; the answer is kept by the library.
+GtkWidget* consentBar() {
+  GtkWidget* bar = gtk_box_new(GTK_ORIENTATION_HORIZONTAL, 8);
+  gtk_widget_set_margin_start(bar, 12);
+  gtk_widget_set_margin_end(bar, 12);
+  GtkWidget* question = gtk_label_new("May we measure how this app is read? Nothing is kept or sent until you agree.");
+  gtk_label_set_wrap(GTK_LABEL(question), TRUE);
+  gtk_label_set_xalign(GTK_LABEL(question), 0);
+  gtk_widget_set_hexpand(question, TRUE);
+  gtk_box_append(GTK_BOX(bar), question);
+  auto answer = [bar](const char* label, GCallback clicked) {
+    GtkWidget* button = gtk_button_new_with_mnemonic(label);
+    g_signal_connect(button, "clicked", clicked, bar);
+    gtk_box_append(GTK_BOX(bar), button);
+  };
+  answer("_Agree", G_CALLBACK(+[](GtkButton*, gpointer bar) {
+           zelvo::ZVTracker::sharedTracker()->giveConsent();
+           gtk_widget_set_visible(GTK_WIDGET(bar), FALSE);
+         }));
+  answer("Re_fuse", G_CALLBACK(+[](GtkButton*, gpointer bar) {
+           zelvo::ZVTracker::sharedTracker()->revokeConsent(false);
+           gtk_widget_set_visible(GTK_WIDGET(bar), FALSE);
+         }));
+  gtk_widget_set_visible(bar, zelvo::ZVTracker::sharedTracker()->consentState() == zelvo::ConsentState::kUnknown);
+  return bar;
+}
+
 void saveScreenshot(GtkWidget* window, const char* file) {
   GdkPaintable* paintable = gtk_widget_paintable_new(window);
   GtkSnapshot* snapshot = gtk_snapshot_new();
@@ -119,6 +148,7 @@ int main(int argc, char** argv) {
 
   zelvo::gtk::IntegrationOptions options;
   options.platform.applicationIdentifier = "com.example.gtkreader";
+  options.platform.consentRequired = true;
   if (argc == 3) {
     options.platform.endpoint = argv[1];
     options.platform.caFile = argv[2];
@@ -139,7 +169,10 @@ int main(int argc, char** argv) {
   gtk_stack_switcher_set_stack(GTK_STACK_SWITCHER(gtk_header_bar_get_title_widget(GTK_HEADER_BAR(header))),
                                GTK_STACK(stack));
   gtk_window_set_titlebar(GTK_WINDOW(reader.window), header);
-  gtk_window_set_child(GTK_WINDOW(reader.window), stack);
+  GtkWidget* content = gtk_box_new(GTK_ORIENTATION_VERTICAL, 8);
+  gtk_box_append(GTK_BOX(content), consentBar());
+  gtk_box_append(GTK_BOX(content), stack);
+  gtk_window_set_child(GTK_WINDOW(reader.window), content);
   g_signal_connect(reader.window, "close-request", G_CALLBACK(onCloseRequest), &reader);
   g_unix_signal_add(SIGTERM, onTerminate, &reader);
   zelvo.watchWindow(GTK_WINDOW(reader.window));

@@ -2,6 +2,8 @@
 // zelvo::qt does the integration: the library's loop on Qt's event loop, the application's
 // input as engagement (the wheel, keys, clicks), its state as the foreground, the reply box as
 // writing, QNetworkInformation for reachability, the store in the application's data folder.
+// The library waits for the reader's consent: a bar asks on first launch (Agree / Refuse), and
+// nothing is stored or sent before the answer.
 //
 //   zelvo-collector --ca-out /tmp/ca.pem --port 8443 &
 //   zelvo-qt-reader https://127.0.0.1:8443 /tmp/ca.pem
@@ -13,6 +15,7 @@
 #include <QApplication>
 #include <QLabel>
 #include <QLineEdit>
+#include <QPushButton>
 #include <QScrollArea>
 #include <QScrollBar>
 #include <QTabWidget>
@@ -80,6 +83,25 @@ QWidget* articlePage(Reader& reader) {
   return page;
 }
 
+// The consent bar: shown while the reader has not answered; the answer is kept by the library.
+QWidget* consentBar() {
+  auto* bar = new QWidget;
+  auto* row = new QHBoxLayout(bar);
+  row->addWidget(label("May we measure how this app is read? Nothing is kept or sent until you agree."), 1);
+  auto answer = [bar, row](const char* text, auto record) {
+    auto* button = new QPushButton(text);
+    QObject::connect(button, &QPushButton::clicked, bar, [bar, record] {
+      record(*zelvo::ZVTracker::sharedTracker());
+      bar->hide();
+    });
+    row->addWidget(button);
+  };
+  answer("&Agree", [](zelvo::ZVTracker& tracker) { tracker.giveConsent(); });
+  answer("Re&fuse", [](zelvo::ZVTracker& tracker) { tracker.revokeConsent(false); });
+  bar->setVisible(zelvo::ZVTracker::sharedTracker()->consentState() == zelvo::ConsentState::kUnknown);
+  return bar;
+}
+
 void onPageChanged(Reader& reader, int page) {
   auto tracker = zelvo::ZVTracker::sharedTracker();
   if (page == 1) {
@@ -107,6 +129,7 @@ int main(int argc, char** argv) {
 
   zelvo::qt::IntegrationOptions options;
   options.platform.applicationIdentifier = "com.example.qtreader";
+  options.platform.consentRequired = true;
   if (argc == 3) {
     options.platform.endpoint = argv[1];
     options.platform.caFile = argv[2];
@@ -121,7 +144,9 @@ int main(int argc, char** argv) {
   pages->addTab(articlePage(reader), "Article");
   reader.comments = new QTextEdit;
   pages->addTab(reader.comments, "Comments");
-  (new QVBoxLayout(reader.window))->addWidget(pages);
+  auto* column = new QVBoxLayout(reader.window);
+  column->addWidget(consentBar());
+  column->addWidget(pages);
   QObject::connect(&app, &QGuiApplication::lastWindowClosed, [&reader] { endSession(reader); });
 
   reader.articleView = std::make_shared<zelvo::qt::ScrollAreaView>(reader.article);

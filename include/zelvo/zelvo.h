@@ -102,6 +102,9 @@ ZELVO_EXPORT zelvo_error zelvo_options_set_reachability(zelvo_options* options, 
 /** Where log lines go instead of standard error; NULL returns them there. */
 ZELVO_EXPORT zelvo_error zelvo_options_set_log_callback(zelvo_options* options, zelvo_log_callback callback,
                                                         void* user_data);
+/** Nonzero: the tracker stores and sends nothing until the reader agrees
+   (zelvo_tracker_give_consent). Default 0. */
+ZELVO_EXPORT zelvo_error zelvo_options_set_consent_required(zelvo_options* options, int required);
 
 /** Makes the platform (it starts its threads) from a copy of `options`. */
 ZELVO_EXPORT zelvo_error zelvo_platform_new(const zelvo_options* options, zelvo_platform** out);
@@ -204,6 +207,21 @@ ZELVO_EXPORT zelvo_error zelvo_tracker_set_id_sync(zelvo_tracker* tracker, const
 ZELVO_EXPORT zelvo_error zelvo_tracker_set_collection_enabled(zelvo_tracker* tracker, int enabled);
 ZELVO_EXPORT zelvo_error zelvo_tracker_collection_enabled(zelvo_tracker* tracker, int* out);
 ZELVO_EXPORT zelvo_error zelvo_tracker_erase_stored_data(zelvo_tracker* tracker);
+
+/** Consent, where the platform's options require it: until the reader agrees the tracker makes
+   no reader identity, stores nothing but the answer and the switch, and sends and fetches
+   nothing. The answer is kept across launches; giving it starts collecting at once, revoking
+   it stops every request (erase_stored_data nonzero: and forgets the reader, as
+   zelvo_tracker_erase_stored_data does). */
+typedef enum zelvo_consent {
+  ZELVO_CONSENT_UNKNOWN = 0, /* not asked yet */
+  ZELVO_CONSENT_GIVEN = 1,
+  ZELVO_CONSENT_REVOKED = 2
+} zelvo_consent;
+ZELVO_EXPORT zelvo_error zelvo_tracker_consent_required(zelvo_tracker* tracker, int* out);
+ZELVO_EXPORT zelvo_error zelvo_tracker_give_consent(zelvo_tracker* tracker);
+ZELVO_EXPORT zelvo_error zelvo_tracker_revoke_consent(zelvo_tracker* tracker, int erase_stored_data);
+ZELVO_EXPORT zelvo_error zelvo_tracker_consent_state(zelvo_tracker* tracker, zelvo_consent* out);
 
 /* ---- Ping outcomes and status ----------------------------------------------------------- */
 

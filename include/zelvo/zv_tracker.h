@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "zelvo/consent.h"
 #include "zelvo/location.h"
 #include "zelvo/platform/platform.h"
 #include "zelvo/platform/view.h"
@@ -148,6 +149,23 @@ class ZELVO_EXPORT ZVTracker : public std::enable_shared_from_this<ZVTracker> {
   // the days the application was opened, the site visit) and stops the tracker: the next
   // start is a new reader.
   void eraseStoredData();
+
+  // Consent. Where the platform requires it (Platform::consentRequired()), the tracker
+  // collects only once the reader has agreed: until then it makes no user token, records no
+  // visit or opening, writes nothing to the store but the answer and the switch, and sends and
+  // fetches nothing, whatever the host calls. It collects while
+  // collectionEnabled() && (!consentRequired() || consentState() == ConsentState::kGiven).
+  // The answer is kept across launches; it is kUnknown until the host records one.
+  bool consentRequired() const;
+  // Records that the reader agreed. On a started tracker, collection begins now as a start
+  // would: what was held back (the user token, the record of this opening, the site visit of
+  // the view on screen) is made then, and the next ping is a full one.
+  void giveConsent();
+  // Records that the reader refused: every request stops at once and the stored identity is
+  // kept unused. With `eraseStoredData`, the identity is removed too, as by eraseStoredData():
+  // a later consent is a new reader.
+  void revokeConsent(bool eraseStoredData);
+  ConsentState consentState() const;
 
   // How the pings fared since the tracker was made: counters by outcome, the lock-out's end,
   // the last error in words. Needs no debug logging. (The tag gives it a symbol of its own:

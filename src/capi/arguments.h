@@ -51,6 +51,16 @@ zelvo_error act(Handle* handle, Apply&& apply) noexcept {
   });
 }
 
+// Stores `read(handle)` in *out, for the getters; both must be non-NULL.
+template <typename Handle, typename Out, typename Read>
+zelvo_error readInto(Handle* handle, Out* out, Read&& read) noexcept {
+  return guarded([&] {
+    if (!handle || !out) return ZELVO_ERROR_NULL_ARGUMENT;
+    *out = read(*handle);
+    return ZELVO_OK;
+  });
+}
+
 // Runs `apply(handle, value)` with the optional string read from `text`, for the many setters
 // that take one.
 template <typename Handle, typename Apply>

@@ -84,11 +84,7 @@ zelvo_error zelvo_tracker_set_collection_enabled(zelvo_tracker* tracker, int ena
 }
 
 zelvo_error zelvo_tracker_collection_enabled(zelvo_tracker* tracker, int* out) {
-  return guarded([&] {
-    if (!tracker || !out) return ZELVO_ERROR_NULL_ARGUMENT;
-    *out = tracker->tracker->collectionEnabled() ? 1 : 0;
-    return ZELVO_OK;
-  });
+  return zelvo::capi::readInto(tracker, out, [](zelvo_tracker& t) { return t.tracker->collectionEnabled() ? 1 : 0; });
 }
 
 zelvo_error zelvo_tracker_erase_stored_data(zelvo_tracker* tracker) {

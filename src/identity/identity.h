@@ -28,6 +28,8 @@ class Identity {
 
   // The stored user token, or a new one that is stored at once.
   void restoreUserToken();
+  // The reader was erased and may not get a new token yet: the old one is not kept in memory.
+  void forgetUserToken() { userToken_.reset(); }
   // A new view: the current session token becomes the previous one and a new one is made.
   void rotateSessionToken();
 

@@ -90,7 +90,7 @@ void ZVPing::trackAccountID(const TrackArguments& arguments) {
     std::lock_guard lock(mutex_);
     if (lockOutEnd_) {
       // The lock-out ends at its end instant: a call at exactly that time clears it and sends.
-      if (platform_->clock().now() < *lockOutEnd_) {
+      if (services_.clock.now() < *lockOutEnd_) {
         lockOut = LockOut::kHolds;
       } else {
         lockOut = LockOut::kCleared;

@@ -44,15 +44,14 @@ ZVPingOutcome orphanOutcome(const HttpResult& result) {
 }  // namespace
 
 
-ZVPing::ZVPing(std::shared_ptr<Platform> platform, std::shared_ptr<const LogGate> gate,
-               std::shared_ptr<PingStatus> status)
-    : platform_(std::move(platform)),
+ZVPing::ZVPing(Services services, std::shared_ptr<const LogGate> gate, std::shared_ptr<PingStatus> status)
+    : services_(std::move(services)),
       gate_(std::move(gate)),
-      status_(status ? std::move(status) : std::make_shared<PingStatus>(platform_->mainRunLoop())) {}
+      status_(status ? std::move(status) : std::make_shared<PingStatus>(services_.mainLoop)) {}
 
 void ZVPing::sendPing(PingParameters params, std::string userAgent, int numRetry) {
   std::string url = getPingUrl(params);
-  if (!platform_->httpClient().acceptsUrl(url)) {
+  if (!services_.http.acceptsUrl(url)) {
     gate_->error([&] { return "[ZV]:Dropping ping, its URL is not valid: " + url; });
     status_->record({ZVPingOutcome::Kind::kFailed, url, 0, "not sent: the URL is not a valid https URL"});
     return;
@@ -72,7 +71,7 @@ void ZVPing::sendPing(PingParameters params, std::string userAgent, int numRetry
   request.headers.emplace_back("User-Agent", userAgent);
   request.timeoutSeconds = kPingTimeoutSeconds;
   request.ignoreCaches = true;
-  platform_->httpClient().startGet(std::move(request), [weak = weak_from_this(), weakStatus = std::weak_ptr(status_)](
+  services_.http.startGet(std::move(request), [weak = weak_from_this(), weakStatus = std::weak_ptr(status_)](
                                                            const HttpResult& result) {
     // The tracker keeps the status (and with it its loop alive for the callback); once the
     // tracker is gone, nobody reads the counts.
@@ -95,14 +94,14 @@ void ZVPing::sendPing(PingParameters params, std::string userAgent, int numRetry
 
 void ZVPing::announce(const char* name, const std::string& url) const {
   // Most hosts observe neither notification: then nothing is built.
-  if (!platform_->notificationCenter().hasObserver(name)) return;
+  if (!services_.notifications.hasObserver(name)) return;
   // Observers are the host's: they hear from us on the main thread only. Answers (and the
   // resends they start) come on the HTTP client's thread, so those are carried over.
-  auto post = [platform = platform_, name, url] {
+  auto post = [owner = services_.owner, notifications = &services_.notifications, name, url] {
     Value info = urlInfo(url);
-    platform->notificationCenter().post(name, nullptr, &info);
+    notifications->post(name, nullptr, &info);
   };
-  RunLoop& loop = platform_->mainRunLoop();
+  RunLoop& loop = services_.mainLoop;
   if (loop.isMainThread()) {
     post();
   } else {
@@ -143,7 +142,7 @@ void ZVPing::handlePingRequestResponse(const HttpResponse& response) {
       return;
     }
     case 503: {
-      double end = platform_->clock().now() + kLockOutTime;
+      double end = services_.clock.now() + kLockOutTime;
       {
         std::lock_guard lock(mutex_);
         lockOutEnd_ = end;

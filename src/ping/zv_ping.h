@@ -13,7 +13,10 @@
 #include "common/log_gate.h"
 #include "ping/page_properties.h"
 #include "ping/ping_status.h"
-#include "zelvo/platform/platform.h"
+#include "zelvo/platform/clock.h"
+#include "zelvo/platform/http_client.h"
+#include "zelvo/platform/notification_center.h"
+#include "zelvo/platform/run_loop.h"
 #include "zelvo/value.h"
 
 namespace zelvo {
@@ -87,10 +90,19 @@ class ZVPing : public std::enable_shared_from_this<ZVPing> {
   // At most this many request records are kept (the newest ones).
   static constexpr std::size_t kMaxPreviousRequests = 64;
 
+  // What a ping sender uses of the platform. `owner` keeps the services alive while an
+  // answer's completion or a notification posted to the main thread may still reach them.
+  struct Services {
+    std::shared_ptr<const void> owner;
+    HttpClient& http;
+    Clock& clock;
+    RunLoop& mainLoop;
+    NotificationCenter& notifications;
+  };
+
   // `status` counts the outcomes; the tracker passes one for all its starts. Without it the
   // object counts on its own.
-  ZVPing(std::shared_ptr<Platform> platform, std::shared_ptr<const LogGate> gate,
-         std::shared_ptr<PingStatus> status = nullptr);
+  ZVPing(Services services, std::shared_ptr<const LogGate> gate, std::shared_ptr<PingStatus> status = nullptr);
 
   // The track call: lock-out test, parameters, send.
   void trackAccountID(const TrackArguments& arguments);
@@ -152,7 +164,7 @@ class ZVPing : public std::enable_shared_from_this<ZVPing> {
   // Posts notification `name` with `url` as its user info, on the main thread.
   void announce(const char* name, const std::string& url) const;
 
-  std::shared_ptr<Platform> platform_;
+  const Services services_;
   std::shared_ptr<const LogGate> gate_;
   const std::shared_ptr<PingStatus> status_;
   // Guards every field below against the HTTP client's completion thread. A leaf lock: it is

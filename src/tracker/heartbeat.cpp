@@ -66,7 +66,7 @@ void ZVTracker::Internal::tick() {
     return formatPosix("[ZV]:************************************************ ZVTracker initialization time: %f ms",
                        initializationTime);
   });
-  if (!schedule.sendingPings() || !collection->enabled()) return;
+  if (!schedule.sendingPings() || !collection->collecting()) return;
   // Asked before the network test, so also when no ping follows.
   const bool isNew = identity.isUserNew();
   if (!reachability || reachability->currentReachabilityStatus() == 0) {
@@ -88,7 +88,7 @@ void ZVTracker::Internal::tick() {
 }
 
 void ZVTracker::Internal::decayPing() {
-  if (!schedule.sendingPings() || !collection->enabled()) return;
+  if (!schedule.sendingPings() || !collection->collecting()) return;
   ZVPing::TrackArguments arguments = gatherPingArguments(identity.isUserNew(), true);
   ping->trackAccountID(arguments);
   engagement.resetPerPingEngagementMetrics();

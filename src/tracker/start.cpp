@@ -52,13 +52,14 @@ bool ZVTracker::startTrackerWithAccountID(uint32_t accountId, std::optional<std:
   in.page.userAgent = userAgentForModel(platform.deviceInfo().modelName());
 
   // Every start makes a new ping object: its lock-out and referrer state go with the old one.
-  auto ping = std::make_shared<ZVPing>(in.platform, in.gate, in.pingStatus);
+  auto ping = std::make_shared<ZVPing>(in.pingServices(), in.gate, in.pingStatus);
   ping->setUsePong(in.ping->usePong());
   in.ping = std::move(ping);
 
   if (in.schedule.startHeartbeat()) in.subscribeToNotifications();
 
-  in.identity.restoreUserToken();
+  // Awaiting consent, the reader gets no token yet: giving consent makes it.
+  if (!in.collection->awaitingConsent()) in.identity.restoreUserToken();
   in.status = 2;
 
   // The hook goes into the application's event dispatch once: installing it twice would

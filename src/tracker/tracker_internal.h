@@ -89,6 +89,15 @@ struct ZVTracker::Internal {
   // The 38 values of a ping, read in the order the protocol fixes (the measurements have
   // side effects on the platform). A decay ping is always first and has no last path.
   ZVPing::TrackArguments gatherPingArguments(bool isNew, bool fromDecay);
+  // The services a ping sender uses: the gate's HTTP client, so privacy holds at one seam.
+  ZVPing::Services pingServices() const {
+    return {platform, platform->httpClient(), platform->clock(), platform->mainRunLoop(), platform->notificationCenter()};
+  }
+
+  // The reader agreed: makes what was held back while consent was awaited (tracker/consent.cpp).
+  void beginCollectingWithConsent();
+  // The view on screen was tracked while consent was awaited, so its site visit is held back.
+  bool viewAwaitedConsent = false;
 
   // Lifecycle (tracker/lifecycle.cpp).
   void subscribeToNotifications();

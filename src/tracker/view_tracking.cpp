@@ -37,6 +37,7 @@ bool ZVTracker::trackView(std::shared_ptr<View> view, std::optional<std::string>
   in.measurement.resetMaxScrollLocation();
   in.identity.rotateSessionToken();
   in.siteVisit.trackSiteVisit(in.page.appReferrer);
+  in.viewAwaitedConsent = in.collection->awaitingConsent();
   in.engagement.resetEngagementMetrics();
   // The new view counts as an engagement event, so its first ping reports reading or writing.
   registeredUserEngagementEvent();

@@ -19,7 +19,7 @@ ZVTracker::Internal::Internal(ZVTracker& owner, std::shared_ptr<Platform> p)
       identity(platform->store(), platform->clock(), platform->calendar(), platform->uuidSource(), *gate),
       siteVisit(platform->store(), platform->clock(), platform->uuidSource(), *gate),
       pingStatus(std::make_shared<PingStatus>(platform->mainRunLoop())),
-      ping(std::make_shared<ZVPing>(platform, gate, pingStatus)) {}
+      ping(std::make_shared<ZVPing>(pingServices(), gate, pingStatus)) {}
 
 std::shared_ptr<ZVTracker> ZVTracker::create(std::shared_ptr<Platform> platform) {
   std::shared_ptr<ZVTracker> tracker(new ZVTracker(std::move(platform)));
@@ -38,7 +38,7 @@ ZVTracker::~ZVTracker() {
 
 void ZVTracker::Internal::init() {
   reachability = ZVReachability::reachabilityForInternetConnection(*platform);
-  identity.updateUserReturnFrequency();
+  if (!collection->awaitingConsent()) identity.updateUserReturnFrequency();  // else when the reader agrees
   engagement.loadEngagementWindow();
 
   NotificationCenter& center = platform->notificationCenter();

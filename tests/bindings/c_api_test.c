@@ -1,5 +1,6 @@
 /* The C API from C: the shared tracker against a collector (tests/bindings/with_collector.sh
-   checks what the collector saw), and the error codes of bad arguments. Built as C11 with
+   checks what the collector saw), consent asked first (a view tracked before the reader agrees
+   never reaches the collector), and the error codes of bad arguments. Built as C11 with
    -pedantic -Werror, which is also the check that zelvo.h is plain C.
 
    The environment picks the transport: ZELVO_TEST_PROXY a proxy ("" none, whatever https_proxy
@@ -179,9 +180,11 @@ int main(int argc, char** argv) {
   zelvo_platform* platform = NULL;
   zelvo_tracker* tracker = NULL;
   zelvo_view* article = NULL;
+  zelvo_view* waiting = NULL;
   zelvo_status* status = NULL;
+  zelvo_consent consent = ZELVO_CONSENT_GIVEN;
   uint64_t count = 0;
-  int tenths, enabled = 0;
+  int tenths, enabled = 0, required = 0;
   if (argc != 4) {
     fprintf(stderr, "usage: %s ENDPOINT CA_FILE STORE_FILE\n", argv[0]);
     return 2;
@@ -197,6 +200,7 @@ int main(int argc, char** argv) {
   if (!getenv("ZELVO_TEST_HANDLER")) EXPECT(zelvo_options_set_reachability(options, ZELVO_REACHABILITY_ALWAYS) == ZELVO_OK);
   if (getenv("ZELVO_TEST_PROXY")) EXPECT(zelvo_options_set_proxy(options, getenv("ZELVO_TEST_PROXY")) == ZELVO_OK);
   if (getenv("ZELVO_TEST_HANDLER")) EXPECT(zelvo_options_set_http_handler(options, handleRequest, argv[2]) == ZELVO_OK);
+  EXPECT(zelvo_options_set_consent_required(options, 1) == ZELVO_OK);
   EXPECT(zelvo_platform_new(options, &platform) == ZELVO_OK);
   zelvo_options_free(options);
   if (!platform) return 1;
@@ -217,15 +221,28 @@ int main(int argc, char** argv) {
   EXPECT(zelvo_tracker_collection_enabled(tracker, &enabled) == ZELVO_OK && enabled == 1);
   checkBadArguments(tracker, platform, &errorLines);
 
+  /* Until the reader agrees nothing is sent: a view with input for a second and a half, at a
+     ping a second, never reaches the collector. */
+  EXPECT(zelvo_tracker_consent_required(tracker, &required) == ZELVO_OK && required == 1);
+  EXPECT(zelvo_tracker_consent_state(tracker, &consent) == ZELVO_OK && consent == ZELVO_CONSENT_UNKNOWN);
+  EXPECT(zelvo_view_new(0, &waiting) == ZELVO_OK);
+  EXPECT(zelvo_tracker_track_view(tracker, waiting, "/c-api/before-consent", NULL) == ZELVO_OK);
+  EXPECT(zelvo_tracker_send_input_event(tracker, ZELVO_INPUT_TOUCHES) == ZELVO_OK);
+  waitTenths(15);
+  EXPECT(atomic_load(&delivered) == 0);
+  zelvo_view_free(waiting);
+
   EXPECT(zelvo_view_new(1, &article) == ZELVO_OK);
   EXPECT(zelvo_view_set_bounds(article, 375, 667) == ZELVO_OK);
   EXPECT(zelvo_view_set_content_size(article, 375, 4000) == ZELVO_OK);
   EXPECT(zelvo_tracker_track_view(tracker, article, "/c-api/article", "C API") == ZELVO_OK);
+  EXPECT(zelvo_tracker_give_consent(tracker) == ZELVO_OK);
+  EXPECT(zelvo_tracker_consent_state(tracker, &consent) == ZELVO_OK && consent == ZELVO_CONSENT_GIVEN);
   EXPECT(zelvo_view_set_content_offset(article, 0, 1200) == ZELVO_OK); /* 2400 pixels at scale 2 */
   EXPECT(zelvo_tracker_send_input_event(tracker, ZELVO_INPUT_TOUCHES) == ZELVO_OK);
   EXPECT(zelvo_tracker_post_app_event(tracker, ZELVO_KEYBOARD_DID_SHOW) == ZELVO_OK);
 
-  /* The view's first ping, then one a second; the third carries the scroll depth. */
+  /* Pings from the next second on, one a second; the third carries the scroll depth. */
   for (tenths = 0; tenths < 200 && atomic_load(&delivered) < 3; ++tenths) waitTenths(1);
   EXPECT(zelvo_tracker_set_ping_outcome_callback(tracker, NULL, NULL) == ZELVO_OK);
   EXPECT(zelvo_tracker_status(tracker, &status) == ZELVO_OK);
@@ -233,6 +250,8 @@ int main(int argc, char** argv) {
   EXPECT(count >= 3 && count >= (uint64_t)atomic_load(&delivered));
   EXPECT(zelvo_status_counter(status, ZELVO_FAILED_CONNECTION, &count) == ZELVO_OK && count == 0);
   zelvo_status_free(status);
+  EXPECT(zelvo_tracker_revoke_consent(tracker, 1) == ZELVO_OK);
+  EXPECT(zelvo_tracker_consent_state(tracker, &consent) == ZELVO_OK && consent == ZELVO_CONSENT_REVOKED);
   EXPECT(zelvo_tracker_stop(tracker) == ZELVO_OK);
   zelvo_view_free(article);
   zelvo_tracker_free(tracker);

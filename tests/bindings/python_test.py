@@ -1,5 +1,6 @@
 """The Python package against a collector (with_collector.sh checks what the collector saw):
-a tracker with its properties, callbacks and status, and the error codes of bad arguments.
+a tracker with its properties, callbacks and status, consent asked first (a view tracked
+before the reader agrees never reaches the collector), and the error codes of bad arguments.
 Usage: python_test.py ENDPOINT CA_FILE STORE_FILE, with ZELVO_LIBRARY naming the library."""
 import ctypes
 import os
@@ -14,7 +15,8 @@ def drive(endpoint, ca_file, store_path):
     outcomes, log_lines = [], []
     with zelvo.Tracker(12345, app_id="com.example.python", endpoint=endpoint, ca_file=ca_file,
                        store_path=store_path, model_name="Python test", reachability=zelvo.Reachability.ALWAYS,
-                       screen=(375, 667, 2), on_log=lambda severity, line: log_lines.append((severity, line))) as tracker:
+                       screen=(375, 667, 2), on_log=lambda severity, line: log_lines.append((severity, line)),
+                       consent_required=True) as tracker:
         tracker.on_ping = outcomes.append
         tracker.interval = 1
         tracker.sections = ["news", "world"]
@@ -22,14 +24,26 @@ def drive(endpoint, ca_file, store_path):
         tracker.subscription = zelvo.Subscription.LOGGED_IN
         tracker.id_sync = {"crm": "r\u00e9"}
         assert tracker.collection_enabled and tracker.sections == ["news", "world"]
+        assert tracker.consent_required and tracker.consent == zelvo.Consent.UNKNOWN
+        tracker.track_view(zelvo.View(), "/python/before-consent")
+        tracker.input_event(zelvo.InputEvent.TOUCHES)
+        time.sleep(1.5)  # a ping a second, were the reader asked and agreed
+        assert not outcomes and tracker.status.attempted == 0, outcomes
         article = zelvo.View(bounds=(375, 667), content_size=(375, 4000))
         tracker.track_view(article, "/python/article", "Python")
+        tracker.give_consent()
+        assert tracker.consent == zelvo.Consent.GIVEN
         article.content_offset = (0, 1200)  # 2400 pixels at scale 2
         tracker.input_event(zelvo.InputEvent.TOUCHES)
         deadline = time.monotonic() + 20
         while sum(o.kind == zelvo.PingOutcome.DELIVERED for o in outcomes) < 3 and time.monotonic() < deadline:
             time.sleep(0.1)
         status = tracker.status
+        tracker.revoke_consent()
+        assert tracker.consent == zelvo.Consent.REVOKED
+        attempted = tracker.status.attempted
+        time.sleep(1.5)
+        assert tracker.status.attempted == attempted, "a request after the reader refused"
     delivered = [o for o in outcomes if o.kind == zelvo.PingOutcome.DELIVERED]
     assert len(delivered) >= 3 and status.delivered >= len(delivered), (outcomes, status)
     assert all(o.status_code == 200 and "/ping?" in o.url and o.error == "" for o in delivered), delivered

@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # The GTK reader under Xvfb, driven by real X input (XTEST, through xdotool), against the
-# collector on 127.0.0.1. The wheel and Page Down read and the focus leaves the window for two
+# collector on 127.0.0.1. Nothing reaches the collector before the reader answers the consent
+# bar with Agree (Alt+A). The wheel and Page Down read and the focus leaves the window for two
 # seconds: the article's second ping says reading and is a full one. The reply box's mnemonic,
 # typing and more wheel: the third says writing, with the depth the article was scrolled to.
 # At the end the reader destroys its window while the tracker still runs (the view adapter
@@ -20,7 +21,7 @@ done
 if [ -z "${inside:-}" ]; then
   work=$(mktemp -d)
   trap 'kill $(jobs -p) 2>/dev/null; wait; rm -rf "$work"' EXIT
-  "$collector" --ca-out "$work/ca.pem" --json-out "$work/records.jsonl" --seconds 60 >"$work/collector.log" 2>&1 &
+  "$collector" --ca-out "$work/ca.pem" --json-out "$work/records.jsonl" --seconds 90 >"$work/collector.log" 2>&1 &
   for _ in $(seq 50); do grep -q '^listening on' "$work/collector.log" 2>/dev/null && break; sleep 0.1; done
   port=$(sed -n 's/^listening on 127\.0\.0\.1:\([0-9]*\)$/\1/p' "$work/collector.log")
   [ -n "$port" ] || { echo "FAILED: the collector did not start"; cat "$work/collector.log"; exit 1; }
@@ -52,7 +53,11 @@ wait_for_pings() {  # $1 pings within $2 seconds
 reader_pid=$!
 window=$(timeout 10 xdotool search --sync --onlyvisible --name '^Zelvo reader$' | head -1) || fail "no reader window"
 root=$(xdotool search --maxdepth 0 --name '' 2>/dev/null | head -1)
-wait_for_pings 1 10  # the article's first ping
+# The consent bar asks first: until the reader agrees, the collector hears nothing at all.
+sleep 2
+[ ! -s "$work/records.jsonl" ] || fail "requests before the reader agreed"
+xdotool key --window "$window" alt+a
+wait_for_pings 1 20  # the article's first ping, at the heartbeat's first period after the answer
 # Reading: the wheel and Page Down; then the focus goes to another window for two seconds.
 start=$(date +%s)
 xdotool mousemove --window "$window" 300 300 click --repeat 8 --delay 40 5

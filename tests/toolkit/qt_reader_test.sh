@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # The Qt reader headless (the offscreen platform) against the collector on 127.0.0.1, its input
-# played through Qt's event queue (the reader's ZELVO_DRIVE mode). The wheel and Page Down read
+# played through Qt's event queue (the reader's ZELVO_DRIVE mode). Nothing reaches the collector
+# before the reader answers the consent bar with Agree (Alt+A). The wheel and Page Down read
 # and the application is in the background for two seconds: the article's second ping says
 # reading and is a full one. Typing into the reply box and more wheel: the third says writing,
 # with the depth the article was scrolled to. At the end the reader destroys its window while
@@ -21,7 +22,7 @@ export ASAN_OPTIONS="${ASAN_OPTIONS:+$ASAN_OPTIONS:}detect_leaks=0"
 export QT_QPA_PLATFORM=offscreen ZELVO_DRIVE=1 XDG_DATA_HOME=$work/data XDG_RUNTIME_DIR=$work/run
 mkdir -m 700 -p "$work/run"
 
-"$collector" --ca-out "$work/ca.pem" --json-out "$work/records.jsonl" --seconds 60 >"$work/collector.log" 2>&1 &
+"$collector" --ca-out "$work/ca.pem" --json-out "$work/records.jsonl" --seconds 90 >"$work/collector.log" 2>&1 &
 for _ in $(seq 50); do grep -q '^listening on' "$work/collector.log" 2>/dev/null && break; sleep 0.1; done
 port=$(sed -n 's/^listening on 127\.0\.0\.1:\([0-9]*\)$/\1/p' "$work/collector.log")
 [ -n "$port" ] || { echo "FAILED: the collector did not start"; cat "$work/collector.log"; exit 1; }
@@ -42,7 +43,11 @@ mkfifo "$work/input"
 "$reader" "https://127.0.0.1:$port" "$work/ca.pem" <"$work/input" >"$work/reader.log" 2>&1 &
 reader_pid=$!
 exec 3>"$work/input"
-wait_for_pings 1 10  # the article's first ping
+# The consent bar asks first: until the reader agrees, the collector hears nothing at all.
+sleep 2
+[ ! -s "$work/records.jsonl" ] || fail "requests before the reader agreed"
+echo "keys Alt+A" >&3
+wait_for_pings 1 20  # the article's first ping, at the heartbeat's first period after the answer
 # Reading: the wheel and Page Down; then the application goes to the background for two seconds.
 start=$(date +%s)
 echo "wheel 8" >&3

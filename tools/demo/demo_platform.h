@@ -35,6 +35,7 @@ class DemoPlatform : public Platform {
   Screen& screen() override { return host_->screen(); }
   EventDispatch& eventDispatch() override { return host_->eventDispatch(); }
   LogSink& logSink() override { return host_->logSink(); }
+  bool consentRequired() const override { return host_->consentRequired(); }
 
  private:
   std::shared_ptr<portable::HostPlatform> host_;

@@ -63,6 +63,7 @@ std::shared_ptr<portable::HostPlatform> hostPlatform(const tools::TempDirectory&
   portable::HostPlatformOptions options;
   options.logSink = std::make_shared<demo::ConsoleLogSink>(console);
   options.storePath = directory.file("zelvo.sqlite");
+  options.consentRequired = true;
   options.caFile = directory.file("collector-ca.pem");
   const std::string port = std::to_string(collector.port());
   for (const std::string& host : collector::endpointHosts()) {

@@ -94,6 +94,8 @@ std::vector<ReaderSession::Step> ReaderSession::script() {
                      });
                      track(front, "/", "Front page");
                    }});
+  steps.push_back({1, "agrees in the consent bar: until now the library kept and sent nothing, from now on it measures",
+                   [this] { onMain([this] { tracker_->giveConsent(); }); }});
   for (int i = 1; i <= 4; ++i) {
     const double offset = 550.0 * i;
     steps.push_back({3.0 * i, "turns the mouse wheel: the front page scrolls to " + std::to_string(static_cast<int>(offset)) + " pt",

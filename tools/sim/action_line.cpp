@@ -216,6 +216,13 @@ const std::map<std::string, ActionParser, std::less<>>& actions() {
       {"terminate", [](FieldReader&) { return postEvent(ApplicationEvent::kWillTerminate); }},
       {"becomeActive", [](FieldReader&) { return postEvent(ApplicationEvent::kDidBecomeActive); }},
       {"stopTracker", [](FieldReader&) -> Run { return [](SimWorld& world) { world.tracker().stopTracker(); }; }},
+      {"giveConsent", [](FieldReader&) -> Run { return [](SimWorld& world) { world.tracker().giveConsent(); }; }},
+      {"revokeConsent",
+       [](FieldReader& fields) -> Run {
+         const json* erase = fields.find("erase");
+         return [erase = erase && asBool(*erase, "erase")](SimWorld& world) { world.tracker().revokeConsent(erase); };
+       }},
+      {"relaunch", [](FieldReader&) -> Run { return [](SimWorld& world) { world.relaunch(); }; }},
       {"set", &set},
       {"flags",
        [](FieldReader& fields) -> Run {

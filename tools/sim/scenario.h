@@ -29,6 +29,7 @@ struct World {
   std::optional<ScreenMetrics> screen = ScreenMetrics{375.0, 667.0, 2.0};
   std::optional<uint32_t> flags = 2;
   std::map<std::string, Value> store;
+  bool consentRequired = false;
 };
 
 // One action line, checked and ready to run on the world.

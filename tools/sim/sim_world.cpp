@@ -35,6 +35,7 @@ SimWorld::SimWorld(const World& world, std::ostream& out, bool events)
   p.fakeScreen().setMainScreen(world.screen);
   p.reachability().setFlags(world.flags);
   for (const auto& [key, value] : world.store) p.memoryStore().set(key, value);
+  p.setConsentRequired(world.consentRequired);
   // Answers are held until settle(); a configuration download runs at once, its main-thread
   // part in settle().
   p.http().setDelivery(testing::ScriptedHttpClient::Delivery::kDeferred);

@@ -39,6 +39,9 @@ class SimWorld {
 
   // The shared tracker of the scenario, made now if it does not exist yet.
   ZVTracker& tracker();
+  // The application exits and starts again: the tracker goes, and the next action that needs
+  // one makes a new one on the same platform (its store, clock, network and views kept).
+  void relaunch() { tracker_.reset(); }
   // The view of that name, made as a plain 0 x 0 view on first use.
   SimView& view(const std::string& name);
   // The view to hand to trackView(): none for a nil name.

@@ -119,6 +119,7 @@ World parseWorld(FieldReader& fields) {
       world.store.emplace(key, typedValue(value, "store." + key, zone));
     }
   }
+  if (const json* required = fields.find("consentRequired")) world.consentRequired = asBool(*required, "consentRequired");
   return world;
 }
 

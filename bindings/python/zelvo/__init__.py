@@ -10,7 +10,7 @@ The library loaded is libzelvo.so.1, or the file the ZELVO_LIBRARY environment v
 """
 
 from ._native import Error, lib
-from .tracker import (AppEvent, InputEvent, LogSeverity, Outcome, PingOutcome, Reachability, Status,
+from .tracker import (AppEvent, Consent, InputEvent, LogSeverity, Outcome, PingOutcome, Reachability, Status,
                       Subscription, Tracker, Transport, TransportError, View, ZelvoError)
 
 
@@ -19,5 +19,5 @@ def version() -> str:
     return lib.zelvo_version().decode()
 
 
-__all__ = ["AppEvent", "Error", "InputEvent", "LogSeverity", "Outcome", "PingOutcome", "Reachability", "Status",
+__all__ = ["AppEvent", "Consent", "Error", "InputEvent", "LogSeverity", "Outcome", "PingOutcome", "Reachability", "Status",
            "Subscription", "Tracker", "Transport", "TransportError", "View", "ZelvoError", "version"]

@@ -95,6 +95,11 @@ _PROTOTYPES = {
     "zelvo_http_request_header": (_int, [_handle, _text, ctypes.POINTER(ctypes.c_char_p)]),
     "zelvo_http_request_complete": (_int, [_handle, _int, ctypes.c_char_p, ctypes.c_size_t]),
     "zelvo_http_request_fail": (_int, [_handle, _int, _text]),
+    "zelvo_options_set_consent_required": (_int, [_handle, _int]),
+    "zelvo_tracker_consent_required": (_int, [_handle, ctypes.POINTER(_int)]),
+    "zelvo_tracker_give_consent": (_int, [_handle]),
+    "zelvo_tracker_revoke_consent": (_int, [_handle, _int]),
+    "zelvo_tracker_consent_state": (_int, [_handle, ctypes.POINTER(_int)]),
 }
 
 

@@ -74,6 +74,13 @@ class PingOutcome(enum.IntEnum):
     SKIPPED_BUSY = 10
 
 
+class Consent(enum.Enum):
+    """The reader's answer to the consent question, kept across launches."""
+    UNKNOWN = 0
+    GIVEN = 1
+    REVOKED = 2
+
+
 class Outcome(NamedTuple):
     """What became of one ping."""
     kind: PingOutcome
@@ -199,6 +206,9 @@ class Tracker:
     https_proxy says); request_timeout and connect_timeout are in seconds. transport, when
     given, sends every request instead of curl (see Transport): each runs on a thread of its
     own, and the library then opens no connection of its own.
+
+    With consent_required, nothing is stored or sent until give_consent() (the answer is kept
+    across launches).
     """
 
     def __init__(self, account_id: int, *, app_id: Optional[str] = None, endpoint: Optional[str] = None,
@@ -207,7 +217,7 @@ class Tracker:
                  screen: Optional[Tuple[float, float, float]] = None,
                  on_log: Optional[Callable[[LogSeverity, str], None]] = None, proxy: Optional[str] = None,
                  request_timeout: Optional[float] = None, connect_timeout: Optional[float] = None,
-                 transport: Optional[Transport] = None):
+                 transport: Optional[Transport] = None, consent_required: bool = False):
         self._tracker = None
         self._platform = None
         self._on_ping = None
@@ -222,6 +232,8 @@ class Tracker:
                     name = "zelvo_options_set_" + setter
                     _check(getattr(lib, name)(options, _text(value)), name)
             _check(lib.zelvo_options_set_reachability(options, int(reachability)), "zelvo_options_set_reachability")
+            _check(lib.zelvo_options_set_consent_required(options, int(consent_required)),
+                   "zelvo_options_set_consent_required")
             if proxy is not None:
                 _check(lib.zelvo_options_set_proxy(options, _text(proxy)), "zelvo_options_set_proxy")
             for name, seconds in (("request_timeout", request_timeout), ("connect_timeout", connect_timeout)):
@@ -350,6 +362,27 @@ class Tracker:
     @collection_enabled.setter
     def collection_enabled(self, enabled: bool) -> None:
         self._call("set_collection_enabled", int(enabled))
+
+    # Consent, when the tracker was made with consent_required: nothing is stored or sent
+    # until give_consent().
+    @property
+    def consent_required(self) -> bool:
+        required = ctypes.c_int()
+        self._call("consent_required", ctypes.byref(required))
+        return bool(required.value)
+
+    @property
+    def consent(self) -> Consent:
+        state = ctypes.c_int()
+        self._call("consent_state", ctypes.byref(state))
+        return Consent(state.value)
+
+    def give_consent(self) -> None:
+        self._call("give_consent")
+
+    def revoke_consent(self, erase: bool = False) -> None:
+        """Stops collecting at once; with erase, the reader's identity is forgotten too."""
+        self._call("revoke_consent", int(erase))
 
     # Ping outcomes.
     @property

@@ -67,6 +67,7 @@ class ZELVO_EXPORT LinuxPlatform : public portable::HostPlatform {
   Screen& screen() override { return screen_; }
   EventDispatch& eventDispatch() override { return events_; }
   LogSink& logSink() override { return *log_; }
+  bool consentRequired() const override { return consentRequired_; }
 
   const std::optional<std::string>& configurationError() const override { return configurationError_; }
   HostScreen& hostScreen() override { return screen_; }
@@ -88,7 +89,11 @@ class ZELVO_EXPORT LinuxPlatform : public portable::HostPlatform {
   EventDispatch events_;
   std::shared_ptr<RunLoop> runLoop_;
   ThreadExecutor executor_;
-  std::shared_ptr<IoThread> io_;
+  // The I/O thread's owner sits behind one pointer so that the consent policy fits in the 16
+  // bytes that 1.0 gave this handle: every member keeps the offset hosts built against 1.0
+  // read inline.
+  std::unique_ptr<std::shared_ptr<IoThread>> io_;
+  const bool consentRequired_;
   std::unique_ptr<SqliteStore> store_;
   std::unique_ptr<HttpClient> http_;
   std::shared_ptr<ReachabilitySource> reachability_;

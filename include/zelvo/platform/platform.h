@@ -38,6 +38,10 @@ class ZELVO_EXPORT Platform {
   virtual Screen& screen() = 0;
   virtual EventDispatch& eventDispatch() = 0;
   virtual LogSink& logSink() = 0;
+  // The host's policy: when true, a tracker on this platform stores and sends nothing until
+  // the reader has agreed (ZVTracker::giveConsent()). Known before any tracker exists, since
+  // a tracker records the application's opening when it is made.
+  virtual bool consentRequired() const { return false; }
 };
 
 }  // namespace zelvo

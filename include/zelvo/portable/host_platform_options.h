@@ -70,6 +70,9 @@ struct ZELVO_EXPORT HostPlatformOptions {
   // not given, the library runs a thread of its own as the main thread.
   std::shared_ptr<RunLoop> mainRunLoop;
   std::chrono::milliseconds storeWriteDelay = kDefaultStoreWriteDelay;
+  // Whether the reader must agree before anything is stored or sent (see
+  // ZVTracker::giveConsent()).
+  bool consentRequired = false;
 };
 
 }  // namespace zelvo::portable

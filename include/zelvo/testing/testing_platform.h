@@ -42,6 +42,7 @@ class ZELVO_EXPORT TestingPlatform : public Platform {
   Screen& screen() override { return screen_; }
   EventDispatch& eventDispatch() override { return events_; }
   LogSink& logSink() override { return log_; }
+  bool consentRequired() const override { return consentRequired_; }
 
   VirtualClock& virtualClock() { return clock_; }
   ManualRunLoop& runLoop() { return runLoop_; }
@@ -57,6 +58,8 @@ class ZELVO_EXPORT TestingPlatform : public Platform {
   void setTimeZone(const std::string& zoneName);
   // Without a store, store() answers nullptr.
   void setStoreEnabled(bool enabled) { storeEnabled_ = enabled; }
+  // The host's consent policy; a tracker reads it when it is made, so set it before.
+  void setConsentRequired(bool required) { consentRequired_ = required; }
   // Shorthand for runLoop().advance(seconds).
   void advance(double seconds) { runLoop_.advance(seconds); }
 
@@ -70,6 +73,7 @@ class ZELVO_EXPORT TestingPlatform : public Platform {
   NotificationCenter notifications_;
   MemoryStore store_;
   std::atomic<bool> storeEnabled_{true};
+  std::atomic<bool> consentRequired_{false};
   ScriptedReachabilitySource reachability_;
   SeededUuidSource uuids_;
   FakeDeviceInfo device_;

@@ -21,14 +21,15 @@ static_assert(sizeof(LinuxPlatform) == 688, "LinuxPlatform must keep the size of
 LinuxPlatform::LinuxPlatform(portable::HostPlatformOptions options)
     : log_(options.logSink ? std::move(options.logSink) : std::make_shared<StderrLogSink>()),
       runLoop_(options.mainRunLoop ? std::move(options.mainRunLoop) : std::make_shared<portable::ThreadRunLoop>()),
-      io_(std::make_shared<IoThread>()) {
+      io_(std::make_unique<std::shared_ptr<IoThread>>(std::make_shared<IoThread>())),
+      consentRequired_(options.consentRequired) {
   if (options.modelName) device_.setModelName(*options.modelName);
   if (options.applicationIdentifier) device_.setApplicationIdentifier(options.applicationIdentifier);
   std::optional<std::string> storePath = options.storePath;
   if (!storePath) {
     if (auto identifier = device_.applicationIdentifier()) storePath = SqliteStore::defaultPath(*identifier);
   }
-  store_ = std::make_unique<SqliteStore>(*log_, storePath, options.storeWriteDelay, io_);
+  store_ = std::make_unique<SqliteStore>(*log_, storePath, options.storeWriteDelay, *io_);
   if (options.httpClient) {
     auto host = std::make_unique<HostHttpClient>(std::move(options.httpClient), options.endpoint);
     configurationError_ = host->configurationError();
@@ -43,7 +44,7 @@ LinuxPlatform::LinuxPlatform(portable::HostPlatformOptions options)
     http.requestTimeout = options.requestTimeout;
     http.connectTimeout = options.connectTimeout;
     http.log = log_.get();
-    auto curl = std::make_unique<CurlHttpClient>(std::move(http), io_);
+    auto curl = std::make_unique<CurlHttpClient>(std::move(http), *io_);
     configurationError_ = curl->configurationError();
     http_ = std::move(curl);
   }
@@ -58,7 +59,7 @@ void LinuxPlatform::makeReachabilitySource(const portable::HostPlatformOptions& 
     loopbackEndpoint = parsed != nullptr && parsed->isLoopback();
   }
   reachability_ = portable::chooseReachabilitySource(options, loopbackEndpoint, *log_, configurationError_, [&] {
-    return std::make_shared<NetlinkReachabilitySource>(*runLoop_, *log_, io_, executor_);
+    return std::make_shared<NetlinkReachabilitySource>(*runLoop_, *log_, *io_, executor_);
   });
 }
 

@@ -16,7 +16,8 @@ namespace zelvo::windows_platform {
 WindowsPlatform::WindowsPlatform(Options options)
     : log_(options.logSink ? std::move(options.logSink) : std::make_shared<StderrLogSink>()),
       runLoop_(options.mainRunLoop ? std::move(options.mainRunLoop) : std::make_shared<portable::ThreadRunLoop>()),
-      io_(std::make_shared<portable::IoThread>()) {
+      io_(std::make_shared<portable::IoThread>()),
+      consentRequired_(options.consentRequired) {
   if (options.modelName) device_.setModelName(*options.modelName);
   if (options.applicationIdentifier) device_.setApplicationIdentifier(options.applicationIdentifier);
   std::optional<std::string> storePath = options.storePath;

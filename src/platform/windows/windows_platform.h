@@ -50,6 +50,7 @@ class WindowsPlatform : public portable::HostPlatform {
   Screen& screen() override { return screen_; }
   EventDispatch& eventDispatch() override { return events_; }
   LogSink& logSink() override { return *log_; }
+  bool consentRequired() const override { return consentRequired_; }
 
   const std::optional<std::string>& configurationError() const override { return configurationError_; }
   portable::HostScreen& hostScreen() override { return screen_; }
@@ -70,6 +71,7 @@ class WindowsPlatform : public portable::HostPlatform {
   std::shared_ptr<RunLoop> runLoop_;
   portable::ThreadExecutor executor_;
   std::shared_ptr<portable::IoThread> io_;
+  const bool consentRequired_;
   std::unique_ptr<portable::SqliteStore> store_;
   std::unique_ptr<WinHttpClient> http_;
   std::shared_ptr<ReachabilitySource> reachability_;
