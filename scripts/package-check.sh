@@ -20,8 +20,9 @@ extra_cmake_args=(-DZELVO_BUILD_BINDING_TESTS=ON)  # the C API's and the Python 
 extra_targets=()
 ctest_labels=(c-api python)
 
-# Exported symbols: an upper bound that keeps the ABI deliberate.
-max_exported_symbols=600
+# Exported symbols: an upper bound that keeps the ABI deliberate (627 with the consent and
+# transport calls and the 1.0 names kept for hosts built against 1.0).
+max_exported_symbols=660
 # The stripped shared library of the minsize preset, for devices with little flash.
 max_minsize_kib=450
 
