@@ -64,6 +64,8 @@ zelvo_error zelvo_options_set_log_callback(zelvo_options* options, zelvo_log_cal
   });
 }
 
+}  // extern "C"
+
 namespace {
 
 // Whole milliseconds, at least one, at most a day: curl reads 0 as "no limit".
@@ -81,6 +83,8 @@ zelvo_error setLimit(zelvo_options* options, double seconds, std::optional<std::
 }
 
 }  // namespace
+
+extern "C" {
 
 zelvo_error zelvo_options_set_proxy(zelvo_options* options, const char* proxy) {
   return setText(options, proxy, [](zelvo_options& o, auto value) { o.options.proxy = std::move(value); });
