@@ -25,7 +25,7 @@ using Arguments = ZVPing::TrackArguments;
 
 Keys keysOf(const PingParameters& p) {
   Keys keys;
-  for (const auto& [key, value] : p.entries()) keys.push_back(key);
+  for (const auto& [key, value] : p.entries()) keys.emplace_back(key);
   return keys;
 }
 

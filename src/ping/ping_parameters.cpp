@@ -5,9 +5,9 @@
 
 namespace zelvo {
 
-void PingParameters::add(std::string key, std::string value) {
+void PingParameters::add(std::string_view key, std::string value) {
   assert(find(key) == nullptr);
-  entries_.emplace_back(std::move(key), std::move(value));
+  entries_.emplace_back(key, std::move(value));
 }
 
 const std::string* PingParameters::find(std::string_view key) const {

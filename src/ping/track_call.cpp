@@ -12,9 +12,10 @@ namespace {
 // Unsigned 32-bit counters go out with "%d", as the signed integer of their bits.
 std::string asWireInt(uint32_t value) { return integerText(asSigned32(value)); }
 
-// Nineteen keys on every ping, four that depend on other values, thirteen on a full ping
-// ("v" and "r" never go together).
-constexpr std::size_t kMostKeys = 19 + 4 + 13;
+// Nineteen keys on every ping and four that depend on other values; thirteen more on a full
+// ping ("v" and "r" never go together). A regular ping is kept with room for its own keys only.
+constexpr std::size_t kMostRegularKeys = 19 + 4;
+constexpr std::size_t kMostKeys = kMostRegularKeys + 13;
 
 std::string asWireFlag(bool value) { return value ? "1" : "0"; }
 
@@ -25,7 +26,7 @@ std::string orEmpty(const std::optional<std::string>& text) { return text.value_
 PingParameters buildParameters(const ZVPing::TrackArguments& a, bool full, bool& referrerSent,
                                const LogGate* gate) {
   PingParameters p;
-  p.reserve(kMostKeys);
+  p.reserve(full ? kMostKeys : kMostRegularKeys);
   p.add("h", ZVPing::urlEncode(a.page.domain ? a.page.domain : a.page.appid));
   p.add("d", ZVPing::urlEncode(a.page.subDomain ? a.page.subDomain : a.page.appid));
   p.add("g", asWireInt(a.trackAccountID));
@@ -116,7 +117,8 @@ void ZVPing::trackAccountID(const TrackArguments& arguments) {
   }
 
   PingParameters parameters = buildParameters(arguments, full, referrerSent, gate_.get());
-  sendPing(std::move(parameters), orEmpty(arguments.page.userAgent), 1);
+  const std::optional<std::string>& userAgent = arguments.page.userAgent;
+  sendPing(std::move(parameters), userAgent ? std::string_view(*userAgent) : std::string_view(), 1);
 }
 
 }  // namespace zelvo

@@ -49,7 +49,7 @@ ZVPing::ZVPing(Services services, std::shared_ptr<const LogGate> gate, std::shar
       gate_(std::move(gate)),
       status_(status ? std::move(status) : std::make_shared<PingStatus>(services_.mainLoop)) {}
 
-void ZVPing::sendPing(PingParameters params, std::string userAgent, int numRetry) {
+void ZVPing::sendPing(PingParameters params, std::string_view userAgent, int numRetry) {
   std::string url = getPingUrl(params);
   if (!services_.http.acceptsUrl(url)) {
     gate_->error([&] { return "[ZV]:Dropping ping, its URL is not valid: " + url; });
@@ -63,7 +63,7 @@ void ZVPing::sendPing(PingParameters params, std::string userAgent, int numRetry
   }
   {
     std::lock_guard lock(mutex_);
-    rememberRequest(url, RequestRecord{std::move(params), userAgent, numRetry});
+    rememberRequest(url, RequestRecord{std::move(params), std::string(userAgent), numRetry});
   }
 
   HttpRequest request;
@@ -87,7 +87,7 @@ void ZVPing::sendPing(PingParameters params, std::string userAgent, int numRetry
     }
   });
 
-  gate_->standard([&] { return "[ZV]:userAgent: " + userAgent; });
+  gate_->standard([&] { return std::string("[ZV]:userAgent: ").append(userAgent); });
   gate_->standard([&] { return "[ZV]:Pinging URL: " + url; });
   announce(kZVWillSendPingRequestNotification, url);
 }
@@ -138,7 +138,7 @@ void ZVPing::handlePingRequestResponse(const HttpResponse& response) {
       }
       status_->record({ZVPingOutcome::Kind::kResent, response.url, response.statusCode,
                        answered(response.statusCode) + ", sending again"});
-      sendPing(std::move(record->params), std::move(record->userAgent), record->numRetries + 1);
+      sendPing(std::move(record->params), record->userAgent, record->numRetries + 1);
       return;
     }
     case 503: {

@@ -26,16 +26,17 @@ namespace zelvo {
 // per key made the parameters cost more than the rest of the URL.
 class PingParameters {
  public:
-  // `key` must not be present yet.
-  void add(std::string key, std::string value);
+  // `key` must not be present yet, and must outlive the parameters: the keys are the
+  // builder's literals, so none is copied.
+  void add(std::string_view key, std::string value);
   void reserve(std::size_t keys) { entries_.reserve(keys); }
   const std::string* find(std::string_view key) const;
-  const std::vector<std::pair<std::string, std::string>>& entries() const { return entries_; }
+  const std::vector<std::pair<std::string_view, std::string>>& entries() const { return entries_; }
   std::size_t size() const { return entries_.size(); }
   friend bool operator==(const PingParameters&, const PingParameters&) = default;
 
  private:
-  std::vector<std::pair<std::string, std::string>> entries_;
+  std::vector<std::pair<std::string_view, std::string>> entries_;
 };
 
 // Sends pings: turns one ping's values into a URL, starts the GET, resends on 202 and 500,
@@ -126,7 +127,7 @@ class ZVPing : public std::enable_shared_from_this<ZVPing> {
   // whose URL is not a valid https URL is dropped (logged), and so is one beyond the bound on
   // pings in flight (counted as kSkippedBusy). Takes no lock while it calls the HTTP client
   // or posts.
-  void sendPing(PingParameters params, std::string userAgent, int numRetry);
+  void sendPing(PingParameters params, std::string_view userAgent, int numRetry);
   // The answer to a request: 200 posts did-send, 202/500 resend (up to the last resend, then
   // count as rejected), 503 locks out, others make the next ping full.
   void handlePingRequestResponse(const HttpResponse& response);

@@ -26,10 +26,12 @@ bool isUrlCharacter(char c) { return kUrlCharacters[static_cast<unsigned char>(c
 }  // namespace
 
 bool holdsOnlyUrlCharacters(std::string_view text) {
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    if (isUrlCharacter(text[i])) continue;
-    if (text[i] != '%' || text.size() - i < 3 || !isHex(text[i + 1]) || !isHex(text[i + 2])) return false;
-    i += 2;
+  const char* cursor = text.data();
+  const char* const end = cursor + text.size();
+  // Long runs of plain characters, with a few escapes between them.
+  while ((cursor = std::find_if_not(cursor, end, isUrlCharacter)) != end) {
+    if (*cursor != '%' || end - cursor < 3 || !isHex(cursor[1]) || !isHex(cursor[2])) return false;
+    cursor += 3;
   }
   return true;
 }
