@@ -30,8 +30,8 @@ Keys keysOf(const PingParameters& p) {
 }
 
 std::string valueOf(const PingParameters& p, std::string_view key) {
-  const std::string* value = p.find(key);
-  return value ? *value : "<absent>";
+  const std::string_view* value = p.find(key);
+  return value ? std::string(*value) : "<absent>";
 }
 
 Keys operator+(Keys a, const Keys& b) {

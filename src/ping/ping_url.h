@@ -17,4 +17,8 @@ PingParameters buildParameters(const ZVPing::TrackArguments& arguments, bool ful
 // `base`, the "k=v" pairs joined by "&", then "&_".
 std::string composePingUrl(std::string_view base, const PingParameters& parameters);
 
+// Writes `text` percent-encoded as ZVPing::urlEncode() does at `out`, which has room for three
+// bytes per byte of text; returns the end of what was written.
+char* percentEncode(std::string_view text, char* out);
+
 }  // namespace zelvo

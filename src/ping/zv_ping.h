@@ -21,22 +21,49 @@
 
 namespace zelvo {
 
-// A ping's parameters: wire key to final value text, in the order they go on the wire.
-// The builder puts each key in once, so add() appends without looking for the key: a search
-// per key made the parameters cost more than the rest of the URL.
+// A ping's parameters, in the order they go on the wire, kept as the query text itself ("k=v"
+// pairs joined by "&") with a view of each key and value into it. Building a ping appends to
+// one buffer, and its URL is that text between the endpoint's base and "&_": no value is a
+// string of its own, copied into place one by one.
+// The builder puts each key in once, so add() appends without looking for the key.
 class PingParameters {
  public:
-  // `key` must not be present yet, and must outlive the parameters: the keys are the
-  // builder's literals, so none is copied.
-  void add(std::string_view key, std::string value);
-  void reserve(std::size_t keys) { entries_.reserve(keys); }
-  const std::string* find(std::string_view key) const;
-  const std::vector<std::pair<std::string_view, std::string>>& entries() const { return entries_; }
+  using Entry = std::pair<std::string_view, std::string_view>;
+
+  PingParameters() = default;
+  PingParameters(const PingParameters& other) { *this = other; }
+  PingParameters(PingParameters&& other) noexcept { *this = std::move(other); }
+  PingParameters& operator=(const PingParameters& other);
+  PingParameters& operator=(PingParameters&& other) noexcept;
+
+  // `key` must not be present yet.
+  void add(std::string_view key, std::string_view value);
+  // add() of `text` percent-encoded (ZVPing::urlEncode), written in place.
+  void addEncoded(std::string_view key, std::string_view text);
+  // add() of `value` as "%lld" writes it, written in place.
+  void addInteger(std::string_view key, int64_t value);
+  // Room for `bytes` of query text and `keys` pairs.
+  void reserve(std::size_t bytes, std::size_t keys);
+  // The value of `key`, or null.
+  const std::string_view* find(std::string_view key) const;
+  const std::vector<Entry>& entries() const { return entries_; }
   std::size_t size() const { return entries_.size(); }
-  friend bool operator==(const PingParameters&, const PingParameters&) = default;
+  // The pairs as they go on the wire.
+  std::string_view query() const { return {text_.get(), size_}; }
 
  private:
-  std::vector<std::pair<std::string_view, std::string>> entries_;
+  // Appends "&" (but before the first pair), `key` and "=", then room for a value of at most
+  // `valueSize` bytes, which the caller writes at the pointer returned and ends with endValue().
+  char* beginValue(std::string_view key, std::size_t valueSize);
+  void endValue(const char* end);
+  // A new buffer of `capacity` bytes with the text, and the views moved into it.
+  void moveText(std::size_t capacity);
+
+  // Not a std::string: the views into it must stay valid when the parameters are moved.
+  std::unique_ptr<char[]> text_;
+  std::size_t size_ = 0;
+  std::size_t capacity_ = 0;
+  std::vector<Entry> entries_;
 };
 
 // Sends pings: turns one ping's values into a URL, starts the GET, resends on 202 and 500,
@@ -110,8 +137,6 @@ class ZVPing : public std::enable_shared_from_this<ZVPing> {
 
   // Base of the endpoint in use, "k=v" pairs joined by "&", then "&_".
   std::string getPingUrl(const PingParameters& parameters) const;
-  // `requestString` with "&" (unless it is empty), key, "=", value appended; nothing escaped.
-  static std::string appendKey(std::string_view key, std::string_view value, std::string requestString);
   // Each element percent-encoded, joined by ","; nothing or an empty list gives "".
   static std::string encodeAndJoinArray(const StringList& array);
   // Percent-encodes every byte but A-Z a-z 0-9 - _ . ~ / ; nothing gives "".
