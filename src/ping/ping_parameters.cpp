@@ -1,8 +1,8 @@
 #include <algorithm>
 #include <cassert>
-#include <charconv>
 #include <utility>
 
+#include "common/number_text.h"
 #include "ping/ping_url.h"
 
 namespace zelvo {
@@ -81,8 +81,7 @@ void PingParameters::addEncoded(std::string_view key, std::string_view text) {
 }
 
 void PingParameters::addInteger(std::string_view key, int64_t value) {
-  char* const start = beginValue(key, 20);  // 19 digits and a sign
-  endValue(std::to_chars(start, start + 20, value).ptr);
+  endValue(writeIntegerText(beginValue(key, kIntegerTextSize), value));
 }
 
 const std::string_view* PingParameters::find(std::string_view key) const {

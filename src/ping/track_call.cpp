@@ -1,4 +1,3 @@
-#include <charconv>
 #include <cmath>
 #include <cstdint>
 
@@ -29,24 +28,6 @@ std::string_view orEmpty(const std::optional<std::string>& text) {
   return text ? std::string_view(*text) : std::string_view();
 }
 
-// The dwell time in minutes as "%.2f" prints it, the division done in single precision as the
-// wire has always had it. The general formatter costs more than the rest of the regular keys
-// together, and this is exact: the quotient has 24 significant bits, so a hundred times it is
-// exact in a double, and rounding that to whole hundredths, ties to even, is what "%.2f" does.
-void addDwellMinutes(PingParameters& p, uint32_t seconds) {
-  const double scaled = static_cast<double>(static_cast<float>(seconds) / 60.0f) * 100.0;
-  double hundredths = std::floor(scaled);
-  const double rest = scaled - hundredths;
-  if (rest > 0.5 || (rest == 0.5 && std::fmod(hundredths, 2.0) != 0.0)) hundredths += 1.0;
-  const auto whole = static_cast<uint64_t>(hundredths);
-  char text[32];
-  char* end = std::to_chars(text, text + sizeof text, whole / 100).ptr;
-  *end++ = '.';
-  *end++ = static_cast<char>('0' + whole / 10 % 10);
-  *end++ = static_cast<char>('0' + whole % 10);
-  p.add("c", std::string_view(text, static_cast<std::size_t>(end - text)));
-}
-
 }  // namespace
 
 PingParameters buildParameters(const ZVPing::TrackArguments& a, bool full, bool& referrerSent,
@@ -60,7 +41,8 @@ PingParameters buildParameters(const ZVPing::TrackArguments& a, bool full, bool&
   p.add("u", orEmpty(a.userToken));
   p.add("t", orEmpty(a.sessionToken));
   p.addEncoded("p", orEmpty(a.page.viewId));
-  addDwellMinutes(p, a.dwellTime);
+  // Dwell time in minutes; the division is done in single precision.
+  p.add("c", hundredthsText(static_cast<float>(a.dwellTime) / 60.0f));
   p.addInteger("y", asWireInt(truncateToUInt32(a.contentHeight)));
   p.addInteger("o", asWireInt(truncateToUInt32(a.contentWidth)));
   p.addInteger("x", asWireInt(truncateToUInt32(a.scrollPosition)));
