@@ -63,13 +63,13 @@ std::string ZVPing::encodeAndJoinArray(const StringList& array) {
 std::string composePingUrl(std::string_view base, const PingParameters& parameters) {
   const std::string_view query = parameters.query();
   std::string url;
-  url.reserve(base.size() + query.size() + 2);
-  url.append(base).append(query).append("&_");
+  url.reserve(base.size() + query.size() + kPingUrlEnd.size());
+  url.append(base).append(query).append(kPingUrlEnd);
   return url;
 }
 
 std::string ZVPing::getPingUrl(const PingParameters& parameters) const {
-  return composePingUrl(usePong() ? kZVPongURLBase : kZVPingURLBase, parameters);
+  return composePingUrl(pingBase(), parameters);
 }
 
 }  // namespace zelvo

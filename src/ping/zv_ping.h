@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <deque>
 #include <memory>
@@ -174,19 +175,24 @@ class ZVPing : public std::enable_shared_from_this<ZVPing> {
 
  private:
   struct StoredRequest {
-    std::string url;
+    // The URL is not kept apart: it is `base` (the endpoint it went to), the query of the
+    // record's parameters, then "&_".
+    std::string_view base;
     // The URLs of one object share long prefixes; comparing hashes first spares a long
     // compare with every record on each send.
     std::size_t urlHash;
     RequestRecord record;
+    bool hasUrl(std::string_view url) const;
   };
   using StoredRequests = std::deque<StoredRequest>;
 
-  // The record stored under `url`, or end(). Called with mutex_ held.
-  StoredRequests::const_iterator findRequest(const std::string& url, std::size_t urlHash) const;
-  // Stores `record` under `url` as the newest one, dropping the oldest beyond the bound.
-  // Called with mutex_ held.
-  void rememberRequest(std::string url, RequestRecord record);
+  // The base of the endpoint in use.
+  std::string_view pingBase() const;
+  // The record stored under `url`, whose hash is `urlHash`, or end(). Called with mutex_ held.
+  StoredRequests::const_iterator findRequest(std::string_view url, std::size_t urlHash) const;
+  // Stores `record`, whose URL is `url` on endpoint `base`, as the newest one, dropping the
+  // oldest beyond the bound. Called with mutex_ held.
+  void rememberRequest(std::string_view url, std::string_view base, RequestRecord record);
   // Posts notification `name` with `url` as its user info, on the main thread.
   void announce(const char* name, const std::string& url) const;
 
@@ -205,7 +211,8 @@ class ZVPing : public std::enable_shared_from_this<ZVPing> {
   StoredRequests previousRequests_;
   std::optional<double> lockOutEnd_;
   bool referrerSent_ = false;
-  bool usePong_ = false;
+  // Read on every send and set apart from the rest: no lock.
+  std::atomic<bool> usePong_{false};
 };
 
 }  // namespace zelvo
