@@ -189,6 +189,31 @@ TEST(PingParametersTest, TheWholeUrl) {
                 "&f=00001&R=1&W=0&I=0&E=12&e=3&Z=1&sd=2&sr=&sv=U0lURVZJU0lUVUlEVUlEVUlEVUlEVUlE&_");
 }
 
+// The keys and values are views into the parameters' own query text: they follow it when it
+// grows past the room reserved, and into copies and moved-to parameters.
+TEST(PingParametersTest, ViewsFollowTheTextWhenItGrowsIsCopiedOrMoved) {
+  Arguments a = test::typicalPingArguments();
+  a.page.title = std::string(1000, ' ');  // 3000 bytes escaped: more than a ping reserves
+  PingParameters copy, moved;
+  {
+    const PingParameters built = build(a, true);
+    copy = built;
+    PingParameters temporary(built);
+    moved = std::move(temporary);
+  }
+  std::string spaces;
+  for (int i = 0; i < 1000; ++i) spaces += "%20";
+  for (const PingParameters* p : {&copy, &moved}) {
+    EXPECT_EQ(keysOf(*p), kEveryPing + Keys({"sd", "sr", "sv"}) + kFullPing + Keys({"r", "D"}));
+    EXPECT_EQ(valueOf(*p, "i"), spaces);
+    EXPECT_EQ(valueOf(*p, "V"), "1009");
+    const std::string_view text = p->query();
+    for (const auto& [key, value] : p->entries()) {
+      EXPECT_TRUE(std::less_equal<>{}(text.data(), key.data()) && std::less_equal<>{}(value.end(), text.end())) << key;
+    }
+  }
+}
+
 TEST(PingParametersTest, NumbersUseAPointUnderADecimalCommaLocale) {
   const std::string saved = std::setlocale(LC_ALL, nullptr);
   if (!std::setlocale(LC_ALL, "de_DE.UTF-8")) {
