@@ -1,5 +1,7 @@
 #include "identity/stored_values.h"
 
+#include "zelvo/constants.h"
+
 namespace zelvo {
 namespace {
 
@@ -8,6 +10,12 @@ void logUnexpected(const LogGate& gate, const std::string& key, const char* expe
 }
 
 }  // namespace
+
+const StoreKeys& storeKeys() {
+  static const StoreKeys* const keys = new StoreKeys{kZVUserFirstVisitTrackingKey, kSiteVisitUidKey, kSiteVisitDepthKey,
+                                                     kSiteVisitReferrerKey, kSiteVisitRefreshTimeKey};
+  return *keys;
+}
 
 std::optional<double> storedDate(const KeyValueStore* store, const std::string& key, const LogGate& gate) {
   if (!store) return std::nullopt;

@@ -8,14 +8,17 @@
 
 namespace zelvo {
 
-// One of the library's keys as the store takes it. The keys are too long for a string's inline
-// buffer, and every ping reads four of them: each is made once, and never destroyed, so that a
-// tracker going away late at exit can still use it.
-template <const char* const& name>
-const std::string& storeKey() {
-  static const std::string* const key = new std::string(name);
-  return *key;
-}
+// The keys a ping reads, as the store takes them. They are too long for a string's inline
+// buffer, so they are made once, not on every read; and never destroyed, so that a tracker
+// going away late at exit can still use them.
+struct StoreKeys {
+  const std::string userFirstVisit;
+  const std::string siteVisitUid;
+  const std::string siteVisitDepth;
+  const std::string siteVisitReferrer;
+  const std::string siteVisitRefreshTime;
+};
+const StoreKeys& storeKeys();
 
 // Typed reads of the library's own keys. A value of another type (a string where a date
 // belongs, left by an older version or another program) reads as absent and is logged.

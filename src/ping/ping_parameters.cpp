@@ -6,25 +6,15 @@
 #include "ping/ping_url.h"
 
 namespace zelvo {
-namespace {
-
-// `view`, which points into `from`, at the same place of `to`.
-std::string_view moved(std::string_view view, const char* from, char* to) {
-  return {to + (view.data() - from), view.size()};
-}
-
-}  // namespace
 
 PingParameters& PingParameters::operator=(const PingParameters& other) {
   if (this == &other) return *this;
-  text_ = std::make_unique_for_overwrite<char[]>(other.size_);
-  std::copy_n(other.text_.get(), other.size_, text_.get());
-  size_ = capacity_ = other.size_;
-  entries_ = other.entries_;
-  for (Entry& entry : entries_) {
-    entry = {moved(entry.first, other.text_.get(), text_.get()), moved(entry.second, other.text_.get(), text_.get())};
-  }
-  return *this;
+  // Pair by pair into a new text: copies are rare (a resend), and this keeps the views right
+  // without a second way of moving them.
+  PingParameters copy;
+  copy.reserve(other.size_, other.entries_.size());
+  for (const auto& [key, value] : other.entries_) copy.add(key, value);
+  return *this = std::move(copy);
 }
 
 PingParameters& PingParameters::operator=(PingParameters&& other) noexcept {
@@ -40,9 +30,11 @@ PingParameters& PingParameters::operator=(PingParameters&& other) noexcept {
 [[gnu::noinline]] void PingParameters::moveText(std::size_t capacity) {
   auto larger = std::make_unique_for_overwrite<char[]>(capacity);
   std::copy_n(text_.get(), size_, larger.get());
-  for (Entry& entry : entries_) {
-    entry = {moved(entry.first, text_.get(), larger.get()), moved(entry.second, text_.get(), larger.get())};
-  }
+  // The views follow the text.
+  auto moved = [&](std::string_view view) {
+    return std::string_view(larger.get() + (view.data() - text_.get()), view.size());
+  };
+  for (Entry& entry : entries_) entry = {moved(entry.first), moved(entry.second)};
   text_ = std::move(larger);
   capacity_ = capacity;
 }
