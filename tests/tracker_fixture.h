@@ -8,7 +8,7 @@
 #include <memory>
 #include <string>
 
-#include "component_fixture.h"
+#include "component_fixture.h"  // kStart, the instant every test world starts at
 #include "tracker/tracker_testing.h"
 #include "zelvo/application_events.h"
 #include "zelvo/testing/testing_platform.h"
