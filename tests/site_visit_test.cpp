@@ -41,6 +41,10 @@ TEST_F(SiteVisitTest, WhatTheStoreLostOrCannotReadIsNoVisitAndEraseRemovesTheRes
   EXPECT_EQ(visit.getSiteVisitReferrer(), "r");
   visit.erase();
   EXPECT_TRUE(store.snapshot().empty());
+  // Without a store (consent withdrawn before any was opened) there is nothing to erase or read.
+  SiteVisit storeless{nullptr, clock, uuids, gate};
+  storeless.erase();
+  EXPECT_EQ(storeless.getSiteVisitDepth(), 0);
 }
 
 }  // namespace
