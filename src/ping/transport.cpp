@@ -1,6 +1,3 @@
-#include <algorithm>
-#include <functional>
-
 #include "common/format.h"
 #include "ping/date_text.h"
 #include "ping/ping_url.h"
@@ -64,7 +61,7 @@ void ZVPing::sendPing(PingParameters params, std::string_view userAgent, int num
   }
   {
     std::lock_guard lock(mutex_);
-    rememberRequest(url, base, RequestRecord{std::move(params), std::string(userAgent), numRetry});
+    rememberRequest(base, RequestRecord{std::move(params), std::string(userAgent), numRetry});
   }
 
   HttpRequest request;
@@ -120,19 +117,15 @@ std::string_view ZVPing::pingBase() const {
   return usePong_.load(std::memory_order_relaxed) ? kZVPongURLBase : kZVPingURLBase;
 }
 
-ZVPing::StoredRequests::const_iterator ZVPing::findRequest(std::string_view url, std::size_t urlHash) const {
-  // A plain loop: std::find_if unrolls, which a walk that nearly always compares hashes only
-  // does not need.
-  auto it = previousRequests_.begin();
-  while (it != previousRequests_.end() && !(it->urlHash == urlHash && it->hasUrl(url))) ++it;
-  return it;
+const ZVPing::StoredRequest* ZVPing::findRequest(std::string_view url) const {
+  for (auto it = previousRequests_.rbegin(); it != previousRequests_.rend(); ++it) {
+    if (it->hasUrl(url)) return &*it;
+  }
+  return nullptr;
 }
 
-void ZVPing::rememberRequest(std::string_view url, std::string_view base, RequestRecord record) {
-  const std::size_t urlHash = std::hash<std::string_view>{}(url);
-  auto same = findRequest(url, urlHash);
-  if (same != previousRequests_.end()) previousRequests_.erase(same);
-  previousRequests_.push_back(StoredRequest{base, urlHash, std::move(record)});
+void ZVPing::rememberRequest(std::string_view base, RequestRecord record) {
+  previousRequests_.push_back(StoredRequest{base, std::move(record)});
   if (previousRequests_.size() > kMaxPreviousRequests) previousRequests_.pop_front();
 }
 
@@ -213,9 +206,9 @@ std::optional<double> ZVPing::lockOutEnd() const {
 
 std::optional<ZVPing::RequestRecord> ZVPing::previousRequest(const std::string& url) const {
   std::lock_guard lock(mutex_);
-  auto it = findRequest(url, std::hash<std::string_view>{}(url));
-  if (it == previousRequests_.end()) return std::nullopt;
-  return it->record;
+  const StoredRequest* stored = findRequest(url);
+  if (!stored) return std::nullopt;
+  return stored->record;
 }
 
 std::size_t ZVPing::previousRequestCount() const {

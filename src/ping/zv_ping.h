@@ -178,9 +178,6 @@ class ZVPing : public std::enable_shared_from_this<ZVPing> {
     // The URL is not kept apart: it is `base` (the endpoint it went to), the query of the
     // record's parameters, then "&_".
     std::string_view base;
-    // The URLs of one object share long prefixes; comparing hashes first spares a long
-    // compare with every record on each send.
-    std::size_t urlHash;
     RequestRecord record;
     bool hasUrl(std::string_view url) const;
   };
@@ -188,11 +185,11 @@ class ZVPing : public std::enable_shared_from_this<ZVPing> {
 
   // The base of the endpoint in use.
   std::string_view pingBase() const;
-  // The record stored under `url`, whose hash is `urlHash`, or end(). Called with mutex_ held.
-  StoredRequests::const_iterator findRequest(std::string_view url, std::size_t urlHash) const;
-  // Stores `record`, whose URL is `url` on endpoint `base`, as the newest one, dropping the
-  // oldest beyond the bound. Called with mutex_ held.
-  void rememberRequest(std::string_view url, std::string_view base, RequestRecord record);
+  // The newest record stored under `url`, or null. Called with mutex_ held.
+  const StoredRequest* findRequest(std::string_view url) const;
+  // Stores `record`, sent to endpoint `base`, as the newest one, dropping the oldest beyond
+  // the bound. Called with mutex_ held.
+  void rememberRequest(std::string_view base, RequestRecord record);
   // Posts notification `name` with `url` as its user info, on the main thread.
   void announce(const char* name, const std::string& url) const;
 
@@ -207,7 +204,9 @@ class ZVPing : public std::enable_shared_from_this<ZVPing> {
   // without limit. That is safe for resends: a record is read only when the answer for its
   // URL arrives, within the 5-second timeout of its request, and in 5 seconds one object
   // sends a handful of pings (one per heartbeat period or tracked view, plus at most three
-  // resends each), far fewer than kMaxPreviousRequests.
+  // resends each), far fewer than kMaxPreviousRequests. A URL sent again (a resend) gets a
+  // record of its own after the earlier one, and lookups take the newest: a send searches
+  // nothing, and only the rare answer that asks for a resend compares URLs.
   StoredRequests previousRequests_;
   std::optional<double> lockOutEnd_;
   bool referrerSent_ = false;
