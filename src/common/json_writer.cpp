@@ -10,43 +10,57 @@
 #include "common/utf8.h"
 
 namespace zelvo {
+namespace {
+
+// The two-character escape of `byte`, or 0 when it has none.
+char shortEscape(unsigned char byte) {
+  switch (byte) {
+    case '"': return '"';
+    case '\\': return '\\';
+    case '\b': return 'b';
+    case '\f': return 'f';
+    case '\n': return 'n';
+    case '\r': return 'r';
+    case '\t': return 't';
+    default: return 0;
+  }
+}
+
+}  // namespace
 
 bool JsonWriter::string(std::string_view text) {
   static constexpr char kHex[] = "0123456789abcdef";
   text_ += '"';
+  std::size_t unwritten = 0;  // where the bytes that stand for themselves and are not yet written start
   std::size_t i = 0;
   while (i < text.size()) {
     const auto byte = static_cast<unsigned char>(text[i]);
     if (byte >= 0x80) {
       const Utf8Character character = firstUtf8Character(text.substr(i));
-      if (character.wellFormed) {
-        text_.append(text.substr(i, character.length));
-      } else if (broken_ == BrokenUtf8::kReplace) {
+      if (!character.wellFormed) {
+        if (broken_ == BrokenUtf8::kRefuse) return false;
+        text_.append(text, unwritten, i - unwritten);
         text_ += "\xEF\xBF\xBD";
-      } else {
-        return false;
+        unwritten = i + character.length;
       }
       i += character.length;
       continue;
     }
-    switch (byte) {
-      case '"': text_ += "\\\""; break;
-      case '\\': text_ += "\\\\"; break;
-      case '\b': text_ += "\\b"; break;
-      case '\f': text_ += "\\f"; break;
-      case '\n': text_ += "\\n"; break;
-      case '\r': text_ += "\\r"; break;
-      case '\t': text_ += "\\t"; break;
-      default:
-        if (byte < 0x20) {
-          const char escape[] = {'\\', 'u', '0', '0', kHex[byte >> 4], kHex[byte & 0xF]};
-          text_.append(escape, sizeof escape);
-        } else {
-          text_ += static_cast<char>(byte);
-        }
+    if (byte >= 0x20 && byte != '"' && byte != '\\') {
+      ++i;
+      continue;
     }
-    ++i;
+    text_.append(text, unwritten, i - unwritten);
+    if (const char letter = shortEscape(byte)) {
+      const char escape[] = {'\\', letter};
+      text_.append(escape, sizeof escape);
+    } else {
+      const char escape[] = {'\\', 'u', '0', '0', kHex[byte >> 4], kHex[byte & 0xF]};
+      text_.append(escape, sizeof escape);
+    }
+    unwritten = ++i;
   }
+  text_.append(text, unwritten);
   text_ += '"';
   return true;
 }
