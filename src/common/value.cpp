@@ -177,7 +177,9 @@ std::optional<Value> fromTyped(const Value& j) {
       if (!v) return std::nullopt;
       d.emplace_hint(d.end(), k, std::move(*v));
     }
-    return Value(std::move(d));
+    // Made in place: from a temporary Value, GCC 12 at -O3 sees its destructor free a string
+    // it cannot tell the dictionary is not (a false -Wmaybe-uninitialized).
+    return std::optional<Value>(std::in_place, std::move(d));
   }
   return std::nullopt;
 }
