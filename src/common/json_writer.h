@@ -3,13 +3,14 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <utility>
 
 namespace zelvo {
 
 // Compact JSON text written piece by piece: the caller writes the brackets, commas, colons and
 // literals, the writer the strings and numbers. Strings keep their UTF-8 unescaped but for the
-// quote, the backslash and the control characters; doubles are written in their shortest form
-// that reads back to the same bits.
+// quote, the backslash and the control characters; doubles in a short form that reads back to
+// the same bits (nlohmann's Grisu2 digits).
 class JsonWriter {
  public:
   // What becomes of a string that is not well-formed UTF-8: refused (string() returns false and
