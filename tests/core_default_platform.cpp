@@ -1,4 +1,4 @@
-#include "common/default_platform.h"
+#include "process/default_platform.h"
 
 #include "zelvo/testing/testing_platform.h"
 

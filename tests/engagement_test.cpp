@@ -7,9 +7,8 @@ namespace zelvo::test {
 namespace {
 
 // The component alone: grants, spending and resets.
-class EngagementComponentTest : public ::testing::Test {
+class EngagementComponentTest : public ComponentTest {
  protected:
-  zelvo::testing::MemoryStore store;
   Engagement engagement{&store};
 };
 

@@ -4,11 +4,10 @@
 #include <numeric>
 #include <vector>
 
-#include "common/log_gate.h"
+#include "component_fixture.h"
 #include "identity/identity.h"
 #include "identity/tokens.h"
 #include "zelvo/constants.h"
-#include "zelvo/testing/testing_platform.h"
 #include "zelvo/zv_utils.h"
 
 namespace zelvo {
@@ -55,38 +54,32 @@ TEST(IdentityTokensTest, TokensFromUuidBytes) {
   EXPECT_EQ(generateUUID(uuids, nullptr), "ABABABAB-ABAB-ABAB-ABAB-ABABABABABAB");
 }
 
-// The identity component: the persistent user token and the session tokens.
-class IdentityTest : public ::testing::Test {
+// The identity component on the single fakes: the persistent user token.
+class IdentityTest : public test::ComponentTest {
  protected:
-  // The token a fresh identity over the same store starts with (the application restarted).
-  std::optional<std::string> restoredToken() {
-    Identity identity(platform.store(), platform.clock(), platform.calendar(), platform.uuidSource(), gate);
+  // The token a fresh identity over `over` starts with (the application restarted).
+  std::optional<std::string> restoredToken(KeyValueStore* over) {
+    Identity identity(over, clock, calendar, uuids, gate);
     identity.restoreUserToken();
     return identity.userToken();
   }
-  testing::TestingPlatform platform;
-  LogGate gate{platform.logSink()};
 };
 
 TEST_F(IdentityTest, TheUserTokenIsMadeOnceStoredAndReusedUntilUnreadable) {
   gate.setDebugMode(true);
-  const std::string token = restoredToken().value();
-  EXPECT_EQ(platform.memoryStore().get(kZVPersistenTokenKey), Value(token));
-  EXPECT_EQ(platform.log().count("[ZV]:Created userToken: " + token), 1u);
-  const int syncs = platform.memoryStore().synchronizeCount();
-  EXPECT_EQ(restoredToken(), token);
-  EXPECT_EQ(platform.log().count("[ZV]:Created userToken: " + token), 1u);
-  EXPECT_EQ(platform.memoryStore().synchronizeCount(), syncs) << "a reused token is not written again";
+  const std::string token = restoredToken(&store).value();
+  EXPECT_EQ(store.get(kZVPersistenTokenKey), Value(token));
+  EXPECT_EQ(log.count("[ZV]:Created userToken: " + token), 1u);
+  const int syncs = store.synchronizeCount();
+  EXPECT_EQ(restoredToken(&store), token);
+  EXPECT_EQ(log.count("[ZV]:Created userToken: " + token), 1u);
+  EXPECT_EQ(store.synchronizeCount(), syncs) << "a reused token is not written again";
 
-  platform.memoryStore().set(kZVPersistenTokenKey, Value(42));
-  const std::string fresh = restoredToken().value();
+  store.set(kZVPersistenTokenKey, Value(42));
+  const std::string fresh = restoredToken(&store).value();
   EXPECT_NE(fresh, token);
-  EXPECT_EQ(platform.memoryStore().get(kZVPersistenTokenKey), Value(fresh)) << "a token that is not text is replaced";
-
-  platform.memoryStore().remove(kZVPersistenTokenKey);
-  platform.setStoreEnabled(false);
-  EXPECT_NE(restoredToken(), restoredToken()) << "without a store every start makes a fresh token";
-  EXPECT_EQ(platform.memoryStore().snapshot().count(kZVPersistenTokenKey), 0u);
+  EXPECT_EQ(store.get(kZVPersistenTokenKey), Value(fresh)) << "a token that is not text is replaced";
+  EXPECT_NE(restoredToken(nullptr), restoredToken(nullptr)) << "without a store every start makes a fresh token";
 }
 
 }  // namespace

@@ -6,7 +6,7 @@
 #include <utility>
 #include <vector>
 
-#include "zelvo/testing/testing_platform.h"
+#include "zelvo/testing/manual_run_loop.h"
 
 namespace zelvo::testing {
 namespace {

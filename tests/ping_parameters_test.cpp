@@ -15,7 +15,7 @@
 #include "ping/ping_url.h"
 #include "ping_test_support.h"
 #include "zelvo/constants.h"
-#include "zelvo/testing/testing_platform.h"
+#include "zelvo/testing/capturing_log_sink.h"
 
 namespace zelvo {
 namespace {

@@ -14,7 +14,9 @@
 #include "ping/zv_ping.h"
 #include "ping_test_support.h"
 #include "zelvo/constants.h"
-#include "zelvo/testing/testing_platform.h"
+#include "zelvo/testing/capturing_log_sink.h"
+#include "zelvo/testing/manual_run_loop.h"
+#include "zelvo/testing/scripted_http_client.h"
 #include "zelvo/zv_status.h"
 
 namespace zelvo {
@@ -28,13 +30,13 @@ class PingTransportTest : public ::testing::Test {
  protected:
   PingTransportTest() {
     gate_->setDebugMode(true);
-    platform_->notificationCenter().addObserver(this, kZVWillSendPingRequestNotification,
-                                                [this](const Notification&) { ++willSend_; });
+    fakes_->notifications.addObserver(this, kZVWillSendPingRequestNotification,
+                                      [this](const Notification&) { ++willSend_; });
   }
-  ~PingTransportTest() override { platform_->notificationCenter().removeObserver(this); }
+  ~PingTransportTest() override { fakes_->notifications.removeObserver(this); }
 
-  ScriptedHttpClient& http() { return platform_->http(); }
-  std::string url(std::size_t i) const { return platform_->http().requests().at(i).request.url; }
+  ScriptedHttpClient& http() { return fakes_->http; }
+  std::string url(std::size_t i) const { return fakes_->http.requests().at(i).request.url; }
   // One track call; returns the number of requests it started.
   std::size_t track(bool firstPing = false) {
     arguments_.firstPing = firstPing;
@@ -43,11 +45,18 @@ class PingTransportTest : public ::testing::Test {
     return http().requestCount() - before;
   }
 
-  std::shared_ptr<testing::TestingPlatform> platform_ = std::make_shared<testing::TestingPlatform>(kStart);
-  std::shared_ptr<LogGate> gate_ = std::make_shared<LogGate>(platform_->logSink());
-  ZVPing::Services services() const {
-    return {platform_, platform_->http(), platform_->clock(), platform_->mainRunLoop(), platform_->notificationCenter()};
-  }
+  // The services a ping sender takes, one single fake each, kept alive by the sender as their
+  // owner. The HTTP client, last, joins its completion thread first.
+  struct Fakes {
+    testing::VirtualClock clock{kStart};
+    testing::ManualRunLoop loop{clock};
+    NotificationCenter notifications;
+    testing::CapturingLogSink log;
+    ScriptedHttpClient http;
+  };
+  std::shared_ptr<Fakes> fakes_ = std::make_shared<Fakes>();
+  std::shared_ptr<LogGate> gate_ = std::make_shared<LogGate>(fakes_->log);
+  ZVPing::Services services() const { return {fakes_, fakes_->http, fakes_->clock, fakes_->loop, fakes_->notifications}; }
   std::shared_ptr<ZVPing> ping_ = std::make_shared<ZVPing>(services(), gate_);
   ZVPing::TrackArguments arguments_ = test::typicalPingArguments();
   std::atomic<int> willSend_{0};
@@ -69,20 +78,20 @@ TEST_F(PingTransportTest, A503DuringALockOutMovesItsEndAndTheErrorMarkWaitsForTh
   track();
   http().deliverPending();  // 503, then 404 for the second ping
   EXPECT_EQ(ping_->lockOutEnd(), kStart + 600.0);
-  EXPECT_EQ(platform_->log().count("[ZV]:Site over capacity, lock out until: 2001-01-01 00:26:40 +0000"), 1u);
+  EXPECT_EQ(fakes_->log.count("[ZV]:Site over capacity, lock out until: 2001-01-01 00:26:40 +0000"), 1u);
   EXPECT_EQ(track(), 0u);
   EXPECT_TRUE(ping_->lastWasError()) << "a dropped ping does not consume it";
 
-  platform_->virtualClock().set(kStart + 300.0);
+  fakes_->clock.set(kStart + 300.0);
   ping_->handlePingRequestResponse(HttpResponse{503, url(0)});
   EXPECT_EQ(ping_->lockOutEnd(), kStart + 900.0);
-  platform_->virtualClock().set(kStart + 899.999);
+  fakes_->clock.set(kStart + 899.999);
   EXPECT_EQ(track(), 0u);
   EXPECT_EQ(ping_->status().snapshot().skippedLockedOut, 2u);
   EXPECT_EQ(ping_->status().snapshot().lockOutEnd, kStart + 900.0);
 
   http().enqueueStatuses({200});
-  platform_->virtualClock().set(kStart + 900.0);
+  fakes_->clock.set(kStart + 900.0);
   EXPECT_EQ(track(), 1u);
   EXPECT_FALSE(ping_->lockOutEnd());
   EXPECT_FALSE(ping_->status().snapshot().lockOutEnd.has_value());
@@ -143,7 +152,7 @@ TEST_F(PingTransportTest, PingsBeyondTheBoundInFlightAreSkippedAsBusy) {
 
 // A newer start replaced the object: its answers are counted, and nothing more (no resend).
 TEST_F(PingTransportTest, AnswersToAReleasedPingObjectAreCountedOnly) {
-  auto status = std::make_shared<PingStatus>(platform_->mainRunLoop());
+  auto status = std::make_shared<PingStatus>(fakes_->loop);
   ping_ = std::make_shared<ZVPing>(services(), gate_, status);
   http().enqueueStatuses({500});
   track(true);
@@ -160,13 +169,13 @@ TEST_F(PingTransportTest, AUrlThatIsNotValidIsDroppedAndLogged) {
   }
   EXPECT_EQ(ping_->previousRequestCount(), 0u);
   EXPECT_EQ(willSend_, 0);
-  const std::vector<std::string> lines = platform_->log().lines();
+  const std::vector<std::string> lines = fakes_->log.lines();
   ASSERT_EQ(lines.size(), 3u);
   EXPECT_EQ(lines[0].rfind("[ZV]:Dropping ping, its URL is not valid: https://", 0), 0u) << lines[0];
-  platform_->log().clear();
+  fakes_->log.clear();
   gate_->setLogLevel(3);  // an error line: it passes where the standard ones are closed
   track();
-  EXPECT_EQ(platform_->log().lines().size(), 1u);
+  EXPECT_EQ(fakes_->log.lines().size(), 1u);
 }
 
 TEST_F(PingTransportTest, KeepsOnlyTheNewestRecordsAndStillResendsThem) {
@@ -196,7 +205,7 @@ TEST_F(PingTransportTest, AnswersOnAnotherThreadWhileTheMainThreadPings) {
   for (int round = 0; round < 20; ++round) {
     http().enqueueStatuses({500, 404, 503, 200});
     arguments_.dwellTime = static_cast<uint32_t>(round);
-    platform_->virtualClock().set(kStart + 1000.0 * round);  // past any lock-out
+    fakes_->clock.set(kStart + 1000.0 * round);  // past any lock-out
     track(round == 0);
     (void)ping_->lastWasError();
     (void)ping_->lockOutEnd();
@@ -204,7 +213,7 @@ TEST_F(PingTransportTest, AnswersOnAnotherThreadWhileTheMainThreadPings) {
   }
   ASSERT_TRUE(http().waitUntilIdle(10.0));
   // Notifications of what happened on the client's thread wait for the main thread.
-  platform_->runLoop().runPendingTasks();
+  fakes_->loop.runPendingTasks();
   EXPECT_GT(http().requestCount(), 20u);
   EXPECT_EQ(static_cast<std::size_t>(willSend_), http().requestCount());
 }

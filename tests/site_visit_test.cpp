@@ -1,54 +1,50 @@
-#include "tracker_fixture.h"
-
+#include "component_fixture.h"
+#include "identity/site_visit.h"
 #include "zelvo/constants.h"
 
 namespace zelvo::test {
 namespace {
 
-// The visit's rules, view by view, are in tests/scenarios/visit.jsonl (and site_visit.jsonl);
-// here, what the store keeps and what a ping carries when the store loses part of the visit.
-class SiteVisitTest : public TrackerTest {
+// The component alone, on the single fakes. The visit's rules, view by view, and what the
+// pings carry of it are in tests/scenarios/visit.jsonl, site_visit.jsonl and
+// visit_depth_lost.jsonl; a ping without a visit id or depth, in ping_parameters_test.cpp.
+class SiteVisitTest : public ComponentTest {
  protected:
-  void SetUp() override { tracker->startTrackerWithAccountID(9, std::string("app")); }
-  // Tracks a new view (a fresh identifier each time) at `at` seconds after kStart.
-  std::map<std::string, std::string> viewAt(double at) {
-    platform->virtualClock().set(kStart + at);
-    std::string path = "/";
-    path += std::to_string(++views_);  // not "/" + ...: GCC 12 -O3 sees a false overlap (-Wrestrict)
-    tracker->trackView(view, path, std::string("T"));
-    return queryMap(lastUrl());
-  }
-  std::shared_ptr<View> view = std::make_shared<SimpleView>();
-
- private:
-  int views_ = 0;
+  SiteVisit visit{&store, clock, uuids, gate};
 };
 
-// The visit is stored and survives a restart over the same store.
-TEST_F(SiteVisitTest, AFreshInstallStartsAVisitThatSurvivesARestart) {
-  auto first = viewAt(0);
-  EXPECT_EQ(first["sd"], "1");
-  EXPECT_EQ(platform->memoryStore().get(kSiteVisitRefreshTimeKey), Value(Date{kStart}));
-  EXPECT_EQ(platform->memoryStore().get(kSiteVisitReferrerKey), Value(""));
-  EXPECT_EQ(platform->memoryStore().get(kSiteVisitDepthKey), Value(1));
-  restart();
-  tracker->startTrackerWithAccountID(9, std::string("app"));
-  auto second = viewAt(100);
-  EXPECT_EQ(second["sd"], "2");
-  EXPECT_EQ(second["sv"], first["sv"]);
-  EXPECT_EQ(second["u"], first["u"]);
+// The visit lives in the store only, so a new component over it (the application restarted)
+// continues it.
+TEST_F(SiteVisitTest, AFreshStoreStartsAVisitThatSurvivesARestart) {
+  visit.trackSiteVisit(std::nullopt);
+  const std::optional<std::string> id = visit.getSiteVisitId();
+  ASSERT_TRUE(id);
+  EXPECT_EQ(store.get(kSiteVisitRefreshTimeKey), Value(Date{kStart}));
+  EXPECT_EQ(store.get(kSiteVisitReferrerKey), Value(""));
+  EXPECT_EQ(store.get(kSiteVisitDepthKey), Value(1));
+  clock.set(kStart + 100);
+  SiteVisit restarted{&store, clock, uuids, gate};
+  restarted.trackSiteVisit(std::nullopt);
+  EXPECT_EQ(restarted.getSiteVisitDepth(), 2);
+  EXPECT_EQ(restarted.getSiteVisitId(), id);
 }
 
-TEST_F(SiteVisitTest, WithoutAnIdOrADepthThePingCarriesNoVisit) {
-  viewAt(0);
-  platform->memoryStore().remove(kSiteVisitUidKey);
-  advance(15);
-  EXPECT_FALSE(hasKey(lastUrl(), "sd"));
-  EXPECT_FALSE(hasKey(lastUrl(), "sv"));
-  platform->memoryStore().set(kSiteVisitUidKey, Value("abc"));
-  platform->memoryStore().set(kSiteVisitDepthKey, Value(0));
-  advance(15);
-  EXPECT_FALSE(hasKey(lastUrl(), "sd"));
+// What the tracker gathers for a ping when the store lost part of the visit: no id, depth 0.
+TEST_F(SiteVisitTest, WhatTheStoreLostOrCannotReadIsNoVisitAndEraseRemovesTheRest) {
+  gate.setDebugMode(true);
+  visit.trackSiteVisit(std::string("r"));
+  store.remove(kSiteVisitDepthKey);
+  store.set(kSiteVisitUidKey, Value(42));
+  EXPECT_EQ(visit.getSiteVisitDepth(), 0);
+  EXPECT_EQ(visit.getSiteVisitId(), std::nullopt);
+  EXPECT_EQ(log.count(std::string("[ZV]:Ignoring stored ") + kSiteVisitUidKey + ": not a string"), 1u);
+  EXPECT_EQ(visit.getSiteVisitReferrer(), "r");
+  visit.erase();
+  EXPECT_TRUE(store.snapshot().empty());
+  // Without a store (consent withdrawn before any was opened) there is nothing to erase or read.
+  SiteVisit storeless{nullptr, clock, uuids, gate};
+  storeless.erase();
+  EXPECT_EQ(storeless.getSiteVisitDepth(), 0);
 }
 
 }  // namespace

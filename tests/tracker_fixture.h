@@ -8,15 +8,13 @@
 #include <memory>
 #include <string>
 
+#include "component_fixture.h"  // kStart, the instant every test world starts at
 #include "tracker/tracker_testing.h"
 #include "zelvo/application_events.h"
 #include "zelvo/testing/testing_platform.h"
 #include "zelvo/zv_tracker.h"
 
 namespace zelvo::test {
-
-// 2026-03-28T10:00:00Z in seconds since 2001.
-inline constexpr double kStart = 796384800.0;
 
 // The key=value pairs of a ping URL's query ("_" has no value).
 std::map<std::string, std::string> queryMap(const std::string& url);

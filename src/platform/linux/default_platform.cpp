@@ -1,4 +1,4 @@
-#include "common/default_platform.h"
+#include "process/default_platform.h"
 
 #include "zelvo/linux/linux_platform.h"
 #include "zelvo/portable/host_platform.h"

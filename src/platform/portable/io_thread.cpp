@@ -91,8 +91,12 @@ bool IoThread::runAndWait(std::function<void()> task, std::chrono::milliseconds 
     bool ran = false;
   };
   auto done = std::make_shared<Done>();
-  const bool queued = post([task = std::move(task), done] {
+  const bool queued = post([task = std::move(task), done]() mutable {
     task();
+    // Let go of what the task holds before the caller goes on: the caller may be about to drop
+    // its own share of the same objects (a client's worker, this very thread), and the last
+    // share must not end here, on a thread that would then outlive its owner unjoined.
+    task = nullptr;
     {
       std::lock_guard lock(done->mutex);
       done->ran = true;

@@ -1,7 +1,7 @@
 // The entry point of zelvo.dll alone (never of the static library, whose host may have its own).
 #include <windows.h>
 
-#include "tracker/process_objects.h"
+#include "process/process_objects.h"
 
 extern "C" BOOL WINAPI DllMain(HINSTANCE, DWORD reason, LPVOID reserved) {
   // Unloaded by an exiting process (reserved not null): every other thread is gone, so the

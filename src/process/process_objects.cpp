@@ -1,7 +1,10 @@
+// The process-wide objects: the installed platform, the shared tracker made on it, and that
+// tracker's configuration, which ZelvoConfig::getInstance() hands out. They sit above the
+// tracker and compose it, so the configuration and the other components, below, never reach up.
 #include <mutex>
 
-#include "common/default_platform.h"
-#include "tracker/process_objects.h"
+#include "process/default_platform.h"
+#include "process/process_objects.h"
 #include "tracker/tracker_access.h"
 #include "tracker/tracker_internal.h"
 #include "zelvo/zv_capture_events.h"
@@ -58,8 +61,8 @@ std::shared_ptr<ZVTracker> ZVTracker::sharedTracker() {
   return processTracker();
 }
 
-// Defined here, not with the configuration: the process-wide configuration is the shared
-// tracker's own, fetched through that tracker's collection switch and logged through its gate.
+// The process-wide configuration is the shared tracker's own, fetched through that tracker's
+// collection switch and logged through its gate.
 std::shared_ptr<ZelvoConfig> ZelvoConfig::getInstance() {
   return TrackerAccess::internal(*ZVTracker::sharedTracker()).configuration();
 }
