@@ -19,11 +19,11 @@ packages=(
 [ "${1:-}" = package ] && packages+=(doxygen file help2man lintian devscripts abigail-tools)
 [ "${1:-}" = windows ] && packages+=(g++-mingw-w64-x86-64-posix mingw-w64 wine64 wine dpkg-dev)
 # "cross": the aarch64 preset's cross compiler, the target's libraries as :arm64 multiarch
-# packages (nlohmann/json's headers are shared) and QEMU's user-mode emulator to run its tests.
+# packages (nlohmann/json's headers are shared), GoogleTest's sources (the build compiles them
+# for the target) and QEMU's user-mode emulator to run its tests.
 if [ "${1:-}" = cross ]; then
-  packages+=(crossbuild-essential-arm64 qemu-user-static libcurl4-openssl-dev:arm64 libsqlite3-dev:arm64
-    libmnl-dev:arm64 libssl-dev:arm64 libgtest-dev:arm64 libgmock-dev:arm64 libbenchmark-dev:arm64
-    libcpp-httplib-dev:arm64)
+  packages+=(crossbuild-essential-arm64 qemu-user-static googletest libcurl4-openssl-dev:arm64 libsqlite3-dev:arm64
+    libmnl-dev:arm64 libssl-dev:arm64 libbenchmark-dev:arm64 libcpp-httplib-dev:arm64)
   if ! dpkg --print-foreign-architectures | grep -qx arm64; then
     $([ "$(id -u)" -eq 0 ] || echo sudo) dpkg --add-architecture arm64
   fi

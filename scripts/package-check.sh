@@ -20,9 +20,10 @@ extra_cmake_args=(-DZELVO_BUILD_BINDING_TESTS=ON)  # the C API's and the Python 
 extra_targets=()
 ctest_labels=(c-api python)
 
-# Exported symbols: an upper bound that keeps the ABI deliberate (627 with the consent and
-# transport calls and the 1.0 names kept for hosts built against 1.0).
-max_exported_symbols=660
+# Exported symbols: an upper bound that keeps the ABI deliberate (524 with the consent and
+# transport calls and the 1.0 names kept for hosts built against 1.0; the standard library's
+# template instances stay out, cmake/libzelvo.map).
+max_exported_symbols=560
 # The stripped shared library of the minsize preset, for devices with little flash.
 max_minsize_kib=450
 
@@ -138,8 +139,9 @@ cmake --preset minsize >/dev/null
 cmake --build --preset minsize -j "${ZELVO_JOBS:-2}" --target zelvo >/dev/null
 for preset in package minsize; do
   strip -o "$work/libzelvo.so" "$root/build/$preset/libzelvo.so.1.0.0"
-  size_kib=$(( $(stat -c %s "$work/libzelvo.so") / 1024 ))
-  echo "$preset: libzelvo.so.1.0.0 stripped is $size_kib KiB"
+  size_bytes=$(stat -c %s "$work/libzelvo.so")
+  size_kib=$((size_bytes / 1024))
+  echo "$preset: libzelvo.so.1.0.0 stripped is $size_kib KiB ($size_bytes bytes)"
 done
 [ "$size_kib" -le "$max_minsize_kib" ] || { echo "the minsize library is over $max_minsize_kib KiB"; exit 1; }
 

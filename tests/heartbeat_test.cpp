@@ -101,17 +101,23 @@ TEST_F(HeartbeatTest, StopTrackerFromAnotherThreadInvalidatesOnTheMainThreadToo)
   EXPECT_EQ(pingCount(), 1u);
   // Setters called off the main thread take effect there too.
   const Value extra(Value::Dictionary{{"k", Value("v")}});
+  bool started = false;
   std::thread setter([&] {
     tracker->setExtraParams(extra);
     tracker->setDomain(std::string("example.org"));
     tracker->setUsePong(true);
     tracker->setSuffix(std::string("-x"));
+    started = tracker->startTrackerWithAccountID(9, std::string("app"));
+    tracker->setUserToken(std::string("host-token"));
   });
   setter.join();
+  EXPECT_TRUE(started) << "a start carried to the main thread answers at once";
   EXPECT_FALSE(tracker->extraParams() || tracker->domain() || tracker->usePong() || tracker->suffix());
+  EXPECT_NE(in().identity.sessionToken(), "host-token");
   platform->runLoop().runPendingTasks();
   EXPECT_EQ(tracker->extraParams(), extra);
   EXPECT_TRUE(tracker->domain() && tracker->usePong() && tracker->suffix());
+  EXPECT_EQ(in().identity.sessionToken(), "host-token");
 }
 
 TEST_F(HeartbeatTest, PauseRegistrationsPileUpAndOnlyTheFirstDeliveryActs) {

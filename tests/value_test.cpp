@@ -5,8 +5,10 @@
 #include <bit>
 #include <cmath>
 #include <limits>
+#include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 
 namespace zelvo {
 namespace {
@@ -97,6 +99,36 @@ TEST(ValueTest, ParsersRejectGarbage) {
     EXPECT_FALSE(Value::fromTypedJson(text, &failure).has_value()) << text;
     EXPECT_EQ(failure, Value::ReadFailure::kMalformed) << text;
   }
+}
+
+// The reader's corners, each with the typed form of what it reads ("" where it refuses the text).
+TEST(ValueTest, ReaderCornersAsTheTypedFormOfWhatTheyRead) {
+  struct Case { std::string_view text; std::string_view typed; };
+  using namespace std::string_view_literals;
+  for (const Case& c : {Case{"\xEF\xBB\xBF [1]", "{\"array\":[{\"int\":1}]}"}, Case{"\xEF\xBB[1]", ""}, Case{" \xEF\xBB\xBF[1]", ""},
+                        Case{"\"\\u00e9\\ud83d\\ude00\\/\\b\"", "{\"string\":\"\xC3\xA9\xF0\x9F\x98\x80/\\b\"}"},
+                        Case{"\"\\ud800\"", ""}, Case{"\"\\udc00\"", ""}, Case{"\"\\ud800\\u0041\"", ""}, Case{"\"\\u12G4\"", ""},
+                        Case{"\"\x01\"", ""}, Case{"\"\xED\xA0\x80\"", ""}, Case{"{\"a\":1,\"a\":2}", "{\"dict\":{\"a\":{\"int\":2}}}"},
+                        Case{"-0", "{\"int\":0}"}, Case{"1E2", "{\"double\":100.0}"}, Case{"-1e-400", "{\"double\":-0.0}"},
+                        Case{"0.001e-321", "{\"double\":0.0}"}, Case{"1e400", ""}, Case{"1000e-3000000000000", "{\"double\":0.0}"},
+                        Case{"18446744073709551616", "{\"double\":1.8446744073709552e+19}"},
+                        Case{"-9223372036854775809", "{\"double\":-9.223372036854776e+18}"}, Case{" true \0junk"sv, "{\"bool\":true}"},
+                        Case{"[1\0]"sv, ""}, Case{"-", ""}, Case{"1.", ""}, Case{".5", ""}, Case{"1e", ""}, Case{"+1", ""}, Case{"-01", ""}}) {
+    const std::optional<Value> value = Value::fromJson(c.text);
+    EXPECT_EQ(value ? value->toTypedJson().value() : "", c.typed) << c.text;
+  }
+}
+
+// What the writers write, byte for byte: stored rows and pings keep their text.
+TEST(ValueTest, WritersKeepTheirText) {
+  EXPECT_EQ(Value("\x01\x7f\b\f\r\t/").toJson(), "\"\\u0001\x7f\\b\\f\\r\\t/\"");
+  // Doubles in their Grisu2 digits, which are once in a while one more than the shortest.
+  for (const auto& [d, text] : {std::pair{1e21, "1e+21"}, {1e-7, "1e-07"}, {100.0, "100.0"}, {-0.0, "-0.0"},
+                                {77734751.57149825, "77734751.57149824"}, {0.1, "0.1"}}) {
+    EXPECT_EQ(Value(d).toJson(), text) << text;
+  }
+  // Each broken UTF-8 character is one U+FFFD in the typed form (the plain one refuses it).
+  EXPECT_EQ(Value("a\xE0\x80" "b\xF0\x9F").toTypedJson(), "{\"string\":\"a\xEF\xBF\xBD\xEF\xBF\xBD" "b\xEF\xBF\xBD\"}");
 }
 
 std::string repeated(std::string_view part, int times) {

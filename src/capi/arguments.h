@@ -61,19 +61,6 @@ zelvo_error readInto(Handle* handle, Out* out, Read&& read) noexcept {
   });
 }
 
-// Runs `apply(handle, value)` with the optional string read from `text`, for the many setters
-// that take one.
-template <typename Handle, typename Apply>
-zelvo_error setText(Handle* handle, const char* text, Apply&& apply) noexcept {
-  return guarded([&] {
-    if (!handle) return ZELVO_ERROR_NULL_ARGUMENT;
-    std::optional<std::string> value;
-    if (const zelvo_error error = readText(text, value); error != ZELVO_OK) return error;
-    apply(*handle, std::move(value));
-    return ZELVO_OK;
-  });
-}
-
 // Makes a handle of type T from `args` and stores it in *out.
 template <typename T, typename... Args>
 zelvo_error makeHandle(T** out, Args&&... args) noexcept {

@@ -11,9 +11,20 @@
 #include "capi/log_callback.h"
 
 using zelvo::capi::guarded;
-using zelvo::capi::setText;
 using zelvo::portable::ReachabilityChoice;
 using Options = zelvo::portable::HostPlatformOptions;
+
+namespace {
+
+// The options' string setters: `field` takes the optional string read from `text`.
+zelvo_error setText(zelvo_options* options, const char* text, std::optional<std::string> Options::*field) noexcept {
+  return guarded([&] {
+    if (!options) return ZELVO_ERROR_NULL_ARGUMENT;
+    return zelvo::capi::readText(text, options->options.*field);
+  });
+}
+
+}  // namespace
 
 extern "C" {
 
@@ -22,24 +33,23 @@ zelvo_error zelvo_options_new(zelvo_options** out) { return zelvo::capi::makeHan
 void zelvo_options_free(zelvo_options* options) { delete options; }
 
 zelvo_error zelvo_options_set_store_path(zelvo_options* options, const char* path) {
-  return setText(options, path, [](zelvo_options& o, auto value) { o.options.storePath = std::move(value); });
+  return setText(options, path, &Options::storePath);
 }
 
 zelvo_error zelvo_options_set_endpoint(zelvo_options* options, const char* endpoint) {
-  return setText(options, endpoint, [](zelvo_options& o, auto value) { o.options.endpoint = std::move(value); });
+  return setText(options, endpoint, &Options::endpoint);
 }
 
 zelvo_error zelvo_options_set_ca_file(zelvo_options* options, const char* path) {
-  return setText(options, path, [](zelvo_options& o, auto value) { o.options.caFile = std::move(value); });
+  return setText(options, path, &Options::caFile);
 }
 
 zelvo_error zelvo_options_set_app_id(zelvo_options* options, const char* app_id) {
-  return setText(options, app_id,
-                 [](zelvo_options& o, auto value) { o.options.applicationIdentifier = std::move(value); });
+  return setText(options, app_id, &Options::applicationIdentifier);
 }
 
 zelvo_error zelvo_options_set_model_name(zelvo_options* options, const char* model_name) {
-  return setText(options, model_name, [](zelvo_options& o, auto value) { o.options.modelName = std::move(value); });
+  return setText(options, model_name, &Options::modelName);
 }
 
 zelvo_error zelvo_options_set_reachability(zelvo_options* options, zelvo_reachability choice) {
@@ -87,7 +97,7 @@ zelvo_error setLimit(zelvo_options* options, double seconds, std::optional<std::
 extern "C" {
 
 zelvo_error zelvo_options_set_proxy(zelvo_options* options, const char* proxy) {
-  return setText(options, proxy, [](zelvo_options& o, auto value) { o.options.proxy = std::move(value); });
+  return setText(options, proxy, &Options::proxy);
 }
 
 zelvo_error zelvo_options_set_request_timeout(zelvo_options* options, double seconds) {

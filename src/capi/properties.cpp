@@ -4,11 +4,11 @@
 
 using zelvo::capi::act;
 using zelvo::capi::guarded;
-using zelvo::capi::setText;
 
 namespace {
 
 using ListSetter = void (zelvo::ZVTracker::*)(zelvo::ZVTracker::StringList);
+using TextSetter = void (zelvo::ZVTracker::*)(std::optional<std::string>);
 
 zelvo_error setList(zelvo_tracker* tracker, const char* const* items, size_t count, ListSetter setter) noexcept {
   return guarded([&] {
@@ -16,6 +16,16 @@ zelvo_error setList(zelvo_tracker* tracker, const char* const* items, size_t cou
     zelvo::ZVTracker::StringList list;
     if (const zelvo_error error = zelvo::capi::readList(items, count, list); error != ZELVO_OK) return error;
     ((*tracker->tracker).*setter)(std::move(list));
+    return ZELVO_OK;
+  });
+}
+
+zelvo_error setText(zelvo_tracker* tracker, const char* text, TextSetter setter) noexcept {
+  return guarded([&] {
+    if (!tracker) return ZELVO_ERROR_NULL_ARGUMENT;
+    std::optional<std::string> value;
+    if (const zelvo_error error = zelvo::capi::readText(text, value); error != ZELVO_OK) return error;
+    ((*tracker->tracker).*setter)(std::move(value));
     return ZELVO_OK;
   });
 }
@@ -37,15 +47,15 @@ zelvo_error zelvo_tracker_set_zones(zelvo_tracker* tracker, const char* const* i
 }
 
 zelvo_error zelvo_tracker_set_domain(zelvo_tracker* tracker, const char* domain) {
-  return setText(tracker, domain, [](zelvo_tracker& t, auto value) { t.tracker->setDomain(std::move(value)); });
+  return setText(tracker, domain, &zelvo::ZVTracker::setDomain);
 }
 
 zelvo_error zelvo_tracker_set_app_referrer(zelvo_tracker* tracker, const char* referrer) {
-  return setText(tracker, referrer, [](zelvo_tracker& t, auto value) { t.tracker->setAppReferrer(std::move(value)); });
+  return setText(tracker, referrer, &zelvo::ZVTracker::setAppReferrer);
 }
 
 zelvo_error zelvo_tracker_set_push_referrer(zelvo_tracker* tracker, const char* push_id) {
-  return setText(tracker, push_id, [](zelvo_tracker& t, auto value) { t.tracker->setPushReferrer(std::move(value)); });
+  return setText(tracker, push_id, &zelvo::ZVTracker::setPushReferrer);
 }
 
 zelvo_error zelvo_tracker_set_subscription(zelvo_tracker* tracker, zelvo_subscription state) {

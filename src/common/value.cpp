@@ -4,12 +4,11 @@
 #include <cstdlib>
 #include <limits>
 
-#include <nlohmann/json.hpp>
+#include "common/json_reader.h"
+#include "common/json_writer.h"
 
 namespace zelvo {
 namespace {
-
-using json = nlohmann::json;
 
 int64_t truncateToInt64(double d) {
   if (std::isnan(d)) return 0;
@@ -24,181 +23,163 @@ int64_t truncateToInt64(double d) {
 // nested 2n + 1 deep.
 constexpr int kMaxTypedJsonNesting = 2 * Value::kMaxNesting + 1;
 
-// Parses `text` into a document no deeper than `maxNesting`. The parser itself keeps its
-// state on the heap; the limit protects the recursive conversions that follow.
-std::optional<json> parseBounded(std::string_view text, int maxNesting, Value::ReadFailure* failure) {
-  bool tooDeep = false;
-  // `depth` counts the containers around the one starting, so the outermost starts at 0.
-  const json::parser_callback_t limit = [&](int depth, json::parse_event_t event, json&) {
-    if ((event == json::parse_event_t::object_start || event == json::parse_event_t::array_start) &&
-        depth >= maxNesting) {
-      tooDeep = true;
-      return false;  // keeps nothing of it; the parse goes on without recursing
-    }
-    return true;
-  };
-  json j = json::parse(text.begin(), text.end(), limit, /*allow_exceptions=*/false);
-  if (j.is_discarded() || tooDeep) {
-    if (failure) *failure = tooDeep && !j.is_discarded() ? Value::ReadFailure::kTooDeep : Value::ReadFailure::kMalformed;
-    return std::nullopt;
-  }
-  return j;
-}
-
-// `depth` is the number of containers around `v`.
-bool toPlainJson(const Value& v, json& out, int depth = 0) {
+// Writes `v` as plain JSON; false for what JSON cannot hold. `depth` is the number of
+// containers around `v`.
+bool writePlain(const Value& v, JsonWriter& out, int depth = 0) {
   switch (v.type()) {
-    case Value::Type::kNil: out = nullptr; return true;
-    case Value::Type::kBool: out = *v.asBool(); return true;
-    case Value::Type::kInt: out = *v.asInt(); return true;
+    case Value::Type::kNil: out.raw("null"); return true;
+    case Value::Type::kBool: out.raw(*v.asBool() ? "true" : "false"); return true;
+    case Value::Type::kInt: out.integer(*v.asInt()); return true;
     case Value::Type::kDouble: {
-      double d = *v.asDouble();
+      const double d = *v.asDouble();
       if (!std::isfinite(d)) return false;
-      out = d;
+      out.number(d);
       return true;
     }
-    case Value::Type::kString: out = *v.asString(); return true;
+    case Value::Type::kString: return out.string(*v.asString());
     case Value::Type::kDate: return false;
     case Value::Type::kArray: {
       if (depth >= Value::kMaxNesting) return false;
-      out = json::array();
+      out.raw("[");
+      bool first = true;
       for (const Value& e : *v.asArray()) {
-        json j;
-        if (!toPlainJson(e, j, depth + 1)) return false;
-        out.push_back(std::move(j));
+        if (!first) out.raw(",");
+        first = false;
+        if (!writePlain(e, out, depth + 1)) return false;
       }
+      out.raw("]");
       return true;
     }
     case Value::Type::kDictionary: {
       if (depth >= Value::kMaxNesting) return false;
-      out = json::object();
+      out.raw("{");
+      bool first = true;
       for (const auto& [k, e] : *v.asDictionary()) {
-        json j;
-        if (!toPlainJson(e, j, depth + 1)) return false;
-        out[k] = std::move(j);
+        if (!first) out.raw(",");
+        first = false;
+        if (!out.string(k)) return false;
+        out.raw(":");
+        if (!writePlain(e, out, depth + 1)) return false;
       }
+      out.raw("}");
       return true;
     }
   }
   return false;
 }
 
-Value fromPlainJson(const json& j) {
-  switch (j.type()) {
-    case json::value_t::boolean: return Value(j.get<bool>());
-    case json::value_t::number_integer: return Value(j.get<int64_t>());
-    case json::value_t::number_unsigned: {
-      uint64_t u = j.get<uint64_t>();
-      if (u <= static_cast<uint64_t>(std::numeric_limits<int64_t>::max())) return Value(static_cast<int64_t>(u));
-      return Value(static_cast<double>(u));
-    }
-    case json::value_t::number_float: return Value(j.get<double>());
-    case json::value_t::string: return Value(j.get<std::string>());
-    case json::value_t::array: {
-      Value::Array a;
-      a.reserve(j.size());
-      for (const json& e : j) a.push_back(fromPlainJson(e));
-      return Value(std::move(a));
-    }
-    case json::value_t::object: {
-      Value::Dictionary d;
-      for (auto it = j.begin(); it != j.end(); ++it) d.emplace(it.key(), fromPlainJson(it.value()));
-      return Value(std::move(d));
-    }
-    default: return Value();
+// Non-finite doubles have no JSON number; the typed form spells them out.
+void writeTypedDouble(double d, JsonWriter& out) {
+  if (std::isnan(d)) {
+    out.raw("\"nan\"");
+  } else if (std::isinf(d)) {
+    out.raw(d > 0 ? "\"inf\"" : "\"-inf\"");
+  } else {
+    out.number(d);
   }
 }
 
-// Non-finite doubles have no JSON number; the typed form spells them out.
-json typedDouble(double d) {
-  if (std::isnan(d)) return "nan";
-  if (std::isinf(d)) return d > 0 ? "inf" : "-inf";
-  return d;
-}
-
-std::optional<double> readTypedDouble(const json& j) {
-  if (j.is_number()) return j.get<double>();
-  if (j.is_string()) {
-    const auto& s = j.get_ref<const std::string&>();
-    if (s == "nan") return std::numeric_limits<double>::quiet_NaN();
-    if (s == "inf") return std::numeric_limits<double>::infinity();
-    if (s == "-inf") return -std::numeric_limits<double>::infinity();
+std::optional<double> readTypedDouble(const Value& j) {
+  if (const auto i = j.asInt()) return static_cast<double>(*i);
+  if (const auto d = j.asDouble()) return *d;
+  if (const std::string* s = j.asString()) {
+    if (*s == "nan") return std::numeric_limits<double>::quiet_NaN();
+    if (*s == "inf") return std::numeric_limits<double>::infinity();
+    if (*s == "-inf") return -std::numeric_limits<double>::infinity();
   }
   return std::nullopt;
 }
 
-// `depth` is the number of containers around `v`.
-std::optional<json> toTyped(const Value& v, int depth = 0) {
+// Writes `v` in the typed form; false for a value nested too deep. `depth` is the number of
+// containers around `v`.
+bool writeTyped(const Value& v, JsonWriter& out, int depth = 0) {
   switch (v.type()) {
-    case Value::Type::kNil: return json{{"nil", nullptr}};
-    case Value::Type::kBool: return json{{"bool", *v.asBool()}};
-    case Value::Type::kInt: return json{{"int", *v.asInt()}};
-    case Value::Type::kDouble: return json{{"double", typedDouble(*v.asDouble())}};
-    case Value::Type::kString: return json{{"string", *v.asString()}};
-    case Value::Type::kDate: return json{{"date", typedDouble(v.asDate()->seconds)}};
+    case Value::Type::kNil: out.raw("{\"nil\":null}"); return true;
+    case Value::Type::kBool: out.raw(*v.asBool() ? "{\"bool\":true}" : "{\"bool\":false}"); return true;
+    case Value::Type::kInt:
+      out.raw("{\"int\":");
+      out.integer(*v.asInt());
+      break;
+    case Value::Type::kDouble:
+      out.raw("{\"double\":");
+      writeTypedDouble(*v.asDouble(), out);
+      break;
+    case Value::Type::kString:
+      out.raw("{\"string\":");
+      static_cast<void>(out.string(*v.asString()));  // broken UTF-8 is replaced, never refused
+      break;
+    case Value::Type::kDate:
+      out.raw("{\"date\":");
+      writeTypedDouble(v.asDate()->seconds, out);
+      break;
     case Value::Type::kArray: {
-      if (depth >= Value::kMaxNesting) return std::nullopt;
-      json a = json::array();
+      if (depth >= Value::kMaxNesting) return false;
+      out.raw("{\"array\":[");
+      bool first = true;
       for (const Value& e : *v.asArray()) {
-        std::optional<json> element = toTyped(e, depth + 1);
-        if (!element) return std::nullopt;
-        a.push_back(std::move(*element));
+        if (!first) out.raw(",");
+        first = false;
+        if (!writeTyped(e, out, depth + 1)) return false;
       }
-      return json{{"array", std::move(a)}};
+      out.raw("]");
+      break;
     }
     case Value::Type::kDictionary: {
-      if (depth >= Value::kMaxNesting) return std::nullopt;
-      json d = json::object();
+      if (depth >= Value::kMaxNesting) return false;
+      out.raw("{\"dict\":{");
+      bool first = true;
       for (const auto& [k, e] : *v.asDictionary()) {
-        std::optional<json> element = toTyped(e, depth + 1);
-        if (!element) return std::nullopt;
-        d[k] = std::move(*element);
+        if (!first) out.raw(",");
+        first = false;
+        static_cast<void>(out.string(k));
+        out.raw(":");
+        if (!writeTyped(e, out, depth + 1)) return false;
       }
-      return json{{"dict", std::move(d)}};
+      out.raw("}");
+      break;
     }
   }
-  return json{{"nil", nullptr}};
+  out.raw("}");
+  return true;
 }
 
-std::optional<Value> fromTyped(const json& j) {
-  if (!j.is_object() || j.size() != 1) return std::nullopt;
-  const auto only = j.begin();
-  const std::string& tag = only.key();
-  const json& body = only.value();
+// The value a one-key object of the typed form stands for, read as plain JSON.
+std::optional<Value> fromTyped(const Value& j) {
+  const Value::Dictionary* object = j.asDictionary();
+  if (!object || object->size() != 1) return std::nullopt;
+  const auto& [tag, body] = *object->begin();
   if (tag == "nil") return Value();
-  if (tag == "bool" && body.is_boolean()) return Value(body.get<bool>());
-  if (tag == "int" && (body.is_number_integer())) {
-    if (body.is_number_unsigned() && body.get<uint64_t>() > static_cast<uint64_t>(std::numeric_limits<int64_t>::max())) {
-      return std::nullopt;
-    }
-    return Value(body.get<int64_t>());
-  }
+  if (tag == "bool" && body.asBool()) return body;
+  if (tag == "int" && body.asInt()) return body;
   if (tag == "double") {
     if (auto d = readTypedDouble(body)) return Value(*d);
     return std::nullopt;
   }
-  if (tag == "string" && body.is_string()) return Value(body.get<std::string>());
+  if (tag == "string" && body.asString()) return body;
   if (tag == "date") {
     if (auto d = readTypedDouble(body)) return Value(Date{*d});
     return std::nullopt;
   }
-  if (tag == "array" && body.is_array()) {
+  if (const Value::Array* elements = body.asArray(); tag == "array" && elements) {
     Value::Array a;
-    for (const json& e : body) {
+    a.reserve(elements->size());
+    for (const Value& e : *elements) {
       auto v = fromTyped(e);
       if (!v) return std::nullopt;
       a.push_back(std::move(*v));
     }
     return Value(std::move(a));
   }
-  if (tag == "dict" && body.is_object()) {
+  if (const Value::Dictionary* members = body.asDictionary(); tag == "dict" && members) {
     Value::Dictionary d;
-    for (auto it = body.begin(); it != body.end(); ++it) {
-      auto v = fromTyped(it.value());
+    for (const auto& [k, e] : *members) {
+      auto v = fromTyped(e);
       if (!v) return std::nullopt;
-      d.emplace(it.key(), std::move(*v));
+      d.emplace_hint(d.end(), k, std::move(*v));
     }
-    return Value(std::move(d));
+    // Made in place: from a temporary Value, GCC 12 at -O3 sees its destructor free a string
+    // it cannot tell the dictionary is not (a false -Wmaybe-uninitialized).
+    return std::optional<Value>(std::in_place, std::move(d));
   }
   return std::nullopt;
 }
@@ -258,31 +239,25 @@ const Value* Value::find(std::string_view key) const {
 }
 
 std::optional<std::string> Value::toJson() const {
-  json j;
-  if (!toPlainJson(*this, j)) return std::nullopt;
-  try {
-    return j.dump(-1, ' ', false, json::error_handler_t::strict);
-  } catch (const json::exception&) {
-    return std::nullopt;  // a string that is not valid UTF-8
-  }
+  JsonWriter out(JsonWriter::BrokenUtf8::kRefuse);
+  if (!writePlain(*this, out)) return std::nullopt;
+  return out.take();
 }
 
 std::optional<Value> Value::fromJson(std::string_view text, ReadFailure* failure) {
-  std::optional<json> j = parseBounded(text, kMaxNesting, failure);
-  if (!j) return std::nullopt;
-  return fromPlainJson(*j);
+  return readJson(text, kMaxNesting, failure);
 }
 
 std::optional<std::string> Value::toTypedJson() const {
-  std::optional<json> j = toTyped(*this);
-  if (!j) return std::nullopt;
-  return j->dump(-1, ' ', false, json::error_handler_t::replace);
+  JsonWriter out(JsonWriter::BrokenUtf8::kReplace);
+  if (!writeTyped(*this, out)) return std::nullopt;
+  return out.take();
 }
 
 std::optional<Value> Value::fromTypedJson(std::string_view text, ReadFailure* failure) {
-  std::optional<json> j = parseBounded(text, kMaxTypedJsonNesting, failure);
-  if (!j) return std::nullopt;
-  std::optional<Value> value = fromTyped(*j);
+  std::optional<Value> json = readJson(text, kMaxTypedJsonNesting, failure);
+  if (!json) return std::nullopt;
+  std::optional<Value> value = fromTyped(*json);
   if (!value && failure) *failure = ReadFailure::kMalformed;
   return value;
 }

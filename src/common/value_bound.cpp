@@ -2,6 +2,8 @@
 
 #include <string>
 
+#include "common/concat.h"
+
 namespace zelvo {
 namespace {
 
@@ -25,8 +27,8 @@ bool nestsWithinBound(const Value& value, int depth) {
 
 bool acceptHostValue(const std::optional<Value>& value, LogSink& log, std::string_view call) {
   if (!value || nestsWithinBound(*value, 0)) return true;
-  log.write(LogSeverity::kError, "[ZV]:Ignoring " + std::string(call) + ": the value nests deeper than " +
-                                     std::to_string(Value::kMaxNesting) + " levels");
+  log.write(LogSeverity::kError, concat({"[ZV]:Ignoring ", call, ": the value nests deeper than ",
+                                         std::to_string(Value::kMaxNesting), " levels"}));
   return false;
 }
 

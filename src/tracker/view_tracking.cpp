@@ -1,3 +1,4 @@
+#include "common/concat.h"
 #include "common/format.h"
 #include "tracker/main_thread.h"
 #include "tracker/tracker_internal.h"
@@ -28,8 +29,8 @@ bool ZVTracker::trackView(std::shared_ptr<View> view, std::optional<std::string>
     return false;
   }
   setView(std::move(view));
-  in.gate->standard([&] { return "[ZV]:trackview new view " + describeView(in.view) + ", cur view " + describeView(in.view); });
-  in.gate->standard([&] { return "[ZV]:trackView: " + describe(viewId) + " title:" + describe(title); });
+  in.gate->standard([&] { return concat({"[ZV]:trackview new view ", describeView(in.view), ", cur view ", describeView(in.view)}); });
+  in.gate->standard([&] { return concat({"[ZV]:trackView: ", describe(viewId), " title:", describe(title)}); });
   in.schedule.beginView();
   setViewId(std::move(viewId));
   setTitle(std::move(title));

@@ -67,9 +67,9 @@ Part& ZVTracker::Internal::part() {
 
 template <typename Part, typename T>
 void ZVTracker::Internal::set(T Part::*field, std::type_identity_t<T> value) {
-  auto setThere = [field, value](ZVTracker& owner) { owner.internal_->set(field, value); };
-  if (postedToMainThread(platform->mainRunLoop(), self, setThere)) return;
-  part<Part>().*field = std::move(value);
+  if (platform->mainRunLoop().isMainThread()) return void(part<Part>().*field = std::move(value));  // no copy
+  postedToMainThread(platform->mainRunLoop(), self,
+                     [field, value = std::move(value)](ZVTracker& owner) mutable { owner.internal_->set(field, std::move(value)); });
 }
 
 template <typename Part, typename T>

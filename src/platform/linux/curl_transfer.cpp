@@ -4,6 +4,7 @@
 #include <string_view>
 #include <variant>
 
+#include "common/concat.h"
 #include "platform/linux/endpoint.h"
 #include "zelvo/platform/http_client_support.h"
 
@@ -155,8 +156,8 @@ HttpResult CurlTransfer::result(CURLcode code) const {
 }
 
 HttpError CurlTransfer::error(CURLcode code) const {
-  std::string description = "curl error " + std::to_string(code) + ": " + curl_easy_strerror(code);
-  if (errorBuffer_[0] != '\0') description += std::string(" (") + errorBuffer_ + ")";
+  std::string description = concat({"curl error ", std::to_string(code), ": ", curl_easy_strerror(code)});
+  if (errorBuffer_[0] != '\0') description += concat({" (", errorBuffer_, ")"});
   return HttpError{std::move(description), url_, kindOf(code)};
 }
 

@@ -3,13 +3,14 @@
 #include <memory>
 #include <optional>
 
+#include "common/concat.h"
 #include "platform/common/endpoint_mapping.h"
 #include "platform/linux/curl_url.h"
 
 namespace zelvo::linux_platform {
 
 std::variant<Endpoint, std::string> Endpoint::parse(std::string_view text) {
-  const std::string quoted = "the endpoint \"" + std::string(text) + "\" ";
+  const std::string quoted = concat({"the endpoint \"", text, "\" "});
   if (text.find_first_of(std::string_view("\r\n\0 ", 4)) != std::string_view::npos) {
     return quoted + "holds a space, a line break or a NUL";
   }
@@ -17,7 +18,7 @@ std::variant<Endpoint, std::string> Endpoint::parse(std::string_view text) {
   if (!url) return std::string("no memory to read the endpoint");
   const std::string owned(text);
   if (const CURLUcode code = curl_url_set(url.get(), CURLUPART_URL, owned.c_str(), 0); code != CURLUE_OK) {
-    return quoted + "is not a URL (" + curl_url_strerror(code) + ")";
+    return concat({quoted, "is not a URL (", curl_url_strerror(code), ")"});
   }
   if (urlPart(url.get(), CURLUPART_SCHEME) != "https") return quoted + "must start with https://";
   if (urlPart(url.get(), CURLUPART_USER) || urlPart(url.get(), CURLUPART_PASSWORD)) {
@@ -33,7 +34,7 @@ std::variant<Endpoint, std::string> Endpoint::parse(std::string_view text) {
   while (!path.empty() && path.back() == '/') path.pop_back();
 
   Endpoint endpoint;
-  endpoint.base_ = "https://" + *host + (port ? ":" + *port : std::string()) + path;
+  endpoint.base_ = concat({"https://", *host, port ? ":" : "", port ? *port : "", path});
   endpoint.loopback_ = isLoopbackHost(*host);
   return endpoint;
 }

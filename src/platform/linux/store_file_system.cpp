@@ -9,6 +9,8 @@
 #include <cstdio>
 #include <cstring>
 
+#include "common/concat.h"
+
 namespace zelvo::portable {
 
 std::string systemErrorText(int error) {
@@ -25,7 +27,7 @@ std::optional<std::string> makePrivateDirectories(const std::string& path) {
   for (size_t end = directory.find('/', 1);; end = directory.find('/', end + 1)) {
     const std::string prefix = directory.substr(0, end);
     if (mkdir(prefix.c_str(), 0700) != 0 && errno != EEXIST) {
-      return "cannot create " + prefix + ": " + systemErrorText(errno);
+      return concat({"cannot create ", prefix, ": ", systemErrorText(errno)});
     }
     if (end == std::string::npos) break;
   }

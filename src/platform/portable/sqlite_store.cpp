@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "common/set_if_absent.h"
+#include "common/concat.h"
 #include "platform/portable/io_thread.h"
 #include "platform/portable/store_file.h"
 
@@ -97,8 +98,8 @@ void SqliteStore::set(const std::string& key, Value value) {
   std::optional<std::string> text = value.toTypedJson();
   if (!text) {
     // Refused whether or not there is a file, so that what a key holds never depends on it.
-    impl_->log.write(LogSeverity::kWarning, "[ZV]: Not storing the value of \"" + key + "\": it nests deeper than " +
-                     std::to_string(Value::kMaxNesting) + " levels");
+    impl_->log.write(LogSeverity::kWarning, concat({"[ZV]: Not storing the value of \"", key, "\": it nests deeper than ",
+                                                    std::to_string(Value::kMaxNesting), " levels"}));
     return;
   }
   if (!impl_->file) text.reset();
@@ -156,8 +157,8 @@ Value SqliteStore::setIfAbsent(const std::string& key, Value value) {
         const std::optional<std::string> kept = impl->file->setIfAbsent(key, text, error);
         std::optional<Value> value = kept ? Value::fromTypedJson(*kept) : std::nullopt;
         if (!value) {
-          impl->log.write(LogSeverity::kWarning, "[ZV]: Cannot save \"" + key + "\" to " + impl->path + ": " +
-                          (kept ? "the stored value is unreadable" : error));
+          impl->log.write(LogSeverity::kWarning, concat({"[ZV]: Cannot save \"", key, "\" to ", impl->path, ": ",
+                                                         kept ? "the stored value is unreadable" : error}));
           return;
         }
         lock.lock();
@@ -203,7 +204,7 @@ void SqliteStore::Impl::finish() {
   std::unique_lock lock(mutex);
   if (!pending.empty()) flush(lock);
   if (!pending.empty()) {
-    log.write(LogSeverity::kError, "[ZV]: Lost " + std::to_string(pending.size()) + " unsaved value(s) of " + path + " at shutdown");
+    log.write(LogSeverity::kError, concat({"[ZV]: Lost ", std::to_string(pending.size()), " unsaved value(s) of ", path, " at shutdown"}));
   }
   lock.unlock();
   // Closed here, before the destructor returns: the last owner of these values may be a task
@@ -225,8 +226,8 @@ void SqliteStore::Impl::flush(std::unique_lock<std::mutex>& lock) {
   if (!file->stillAtPath()) {
     // Deleted or replaced under us: commits into the old file would reach no one.
     if (!failingAlready) {
-      log.write(LogSeverity::kWarning, "[ZV]: The store file " + path +
-                " was deleted or replaced while in use; saving every value to a new one");
+      log.write(LogSeverity::kWarning,
+                concat({"[ZV]: The store file ", path, " was deleted or replaced while in use; saving every value to a new one"}));
     }
     error = file->reopen(log);
     if (!error) {
@@ -240,14 +241,14 @@ void SqliteStore::Impl::flush(std::unique_lock<std::mutex>& lock) {
 
   if (!error) {
     committedCount = covered;
-    if (failing) log.write(LogSeverity::kInfo, "[ZV]: Saving to " + path + " works again");
+    if (failing) log.write(LogSeverity::kInfo, concat({"[ZV]: Saving to ", path, " works again"}));
     failing = false;
   } else {
     // Back in the queue unless written again meanwhile, and retried after the delay.
     for (auto& [key, text] : batch) pending.try_emplace(key, std::move(text));
     lastFailedAttempt = attempt;
     flushAt = SteadyClock::now() + writeDelay;
-    if (!failing) log.write(LogSeverity::kWarning, "[ZV]: Cannot save to " + path + ": " + *error + "; will retry");
+    if (!failing) log.write(LogSeverity::kWarning, concat({"[ZV]: Cannot save to ", path, ": ", *error, "; will retry"}));
     failing = true;
   }
   flushed.notify_all();

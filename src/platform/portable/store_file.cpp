@@ -8,6 +8,7 @@
 #include <thread>
 #include <utility>
 
+#include "common/concat.h"
 #include "platform/portable/store_file_system.h"
 
 namespace zelvo::portable {
@@ -77,9 +78,10 @@ std::optional<Failure> readValues(sqlite3* db, const std::string& path, LogSink&
     Value::ReadFailure failure = Value::ReadFailure::kMalformed;
     std::optional<Value> value = Value::fromTypedJson(columnText(select.get(), 1), &failure);
     if (!value || value->isNil()) {
-      log.write(LogSeverity::kWarning, "[ZV]: Skipping the " +
-                std::string(value || failure == Value::ReadFailure::kMalformed ? "unreadable" : "too deeply nested") +
-                " stored value of \"" + key + "\" in " + path);
+      log.write(LogSeverity::kWarning,
+                concat({"[ZV]: Skipping the ",
+                        value || failure == Value::ReadFailure::kMalformed ? "unreadable" : "too deeply nested",
+                        " stored value of \"", key, "\" in ", path}));
       continue;
     }
     values.insert_or_assign(std::move(key), std::move(*value));
@@ -177,15 +179,15 @@ std::optional<Failure> readOnly(const std::string& path, LogSink& log, Value::Di
 // Renames the file to NAME.corrupt-<UTC time>, its -wal and -shm files along with it: a WAL
 // left behind would be replayed into the new database. Returns the new name.
 std::optional<std::string> moveAside(const std::string& path, LogSink& log) {
-  const std::string aside = path + ".corrupt-" + utcTimestamp();
+  const std::string aside = concat({path, ".corrupt-", utcTimestamp()});
   if (auto error = moveFile(path, aside)) {
-    log.write(LogSeverity::kWarning, "[ZV]: Cannot move the unusable store file " + path + " aside: " + *error);
+    log.write(LogSeverity::kWarning, concat({"[ZV]: Cannot move the unusable store file ", path, " aside: ", *error}));
     return std::nullopt;
   }
   for (const char* suffix : {"-wal", "-shm"}) {
     const std::string from = path + suffix;
     if (auto error = moveOrRemoveFile(from, aside + suffix)) {
-      log.write(LogSeverity::kWarning, "[ZV]: Cannot remove the stale " + from + ": " + *error);
+      log.write(LogSeverity::kWarning, concat({"[ZV]: Cannot remove the stale ", from, ": ", *error}));
       return std::nullopt;
     }
   }
@@ -196,12 +198,13 @@ std::optional<std::string> moveAside(const std::string& path, LogSink& log) {
 
 StoreFile::Opened StoreFile::open(const std::string& path, LogSink& log) {
   if (auto error = makePrivateDirectories(path)) {
-    log.write(LogSeverity::kWarning, "[ZV]: The store's directory is unusable (" + *error + "); keeping values in memory only");
+    log.write(LogSeverity::kWarning,
+              concat({"[ZV]: The store's directory is unusable (", *error, "); keeping values in memory only"}));
     return {};
   }
   if (struct stat info {}; stat(path.c_str(), &info) == 0 && !S_ISREG(info.st_mode)) {
-    log.write(LogSeverity::kWarning, "[ZV]: The store path " + path +
-              " is not a regular file; leaving it as it is and keeping values in memory only");
+    log.write(LogSeverity::kWarning, concat({"[ZV]: The store path ", path,
+                                             " is not a regular file; leaving it as it is and keeping values in memory only"}));
     return {};
   }
   for (int attempt = 0;; ++attempt) {
@@ -213,26 +216,26 @@ StoreFile::Opened StoreFile::open(const std::string& path, LogSink& log) {
     if (!fileIsDamaged(failure->code)) {
       std::optional<Failure> readFailure = readOnly(path, log, values);
       if (!readFailure) {
-        log.write(LogSeverity::kWarning, "[ZV]: The store file " + path + " can be read but not written (" +
-                  failure->message + "); using its values and keeping changes in memory only");
+        log.write(LogSeverity::kWarning, concat({"[ZV]: The store file ", path, " can be read but not written (",
+                                                 failure->message, "); using its values and keeping changes in memory only"}));
         return {nullptr, std::move(values)};
       }
       if (!fileIsDamaged(readFailure->code)) {
-        log.write(LogSeverity::kWarning, "[ZV]: Cannot open the store file " + path + " (" + failure->message +
-                  "); leaving it as it is and keeping values in memory only");
+        log.write(LogSeverity::kWarning, concat({"[ZV]: Cannot open the store file ", path, " (", failure->message,
+                                                 "); leaving it as it is and keeping values in memory only"}));
         return {};
       }
       failure = std::move(readFailure);
     }
     if (attempt > 0) {
-      log.write(LogSeverity::kWarning, "[ZV]: The new store file " + path + " is unusable too (" + failure->message +
-                "); keeping values in memory only");
+      log.write(LogSeverity::kWarning, concat({"[ZV]: The new store file ", path, " is unusable too (", failure->message,
+                                               "); keeping values in memory only"}));
       return {};
     }
     const std::optional<std::string> aside = moveAside(path, log);
     if (!aside) return {};
-    log.write(LogSeverity::kWarning, "[ZV]: The store file " + path + " was damaged (" + failure->message +
-              "); moved it to " + *aside + " and starting empty");
+    log.write(LogSeverity::kWarning, concat({"[ZV]: The store file ", path, " was damaged (", failure->message,
+                                             "); moved it to ", *aside, " and starting empty"}));
   }
 }
 
