@@ -17,8 +17,6 @@ constexpr std::array<bool, 256> kUnescaped = [] {
   return table;
 }();
 
-bool isUnescaped(char c) { return kUnescaped[static_cast<unsigned char>(c)]; }
-
 }  // namespace
 
 char* percentEncode(std::string_view text, char* out) {
@@ -27,7 +25,8 @@ char* percentEncode(std::string_view text, char* out) {
   const char* const end = cursor + text.size();
   // Runs of bytes that go out as they are, copied whole, and an escape after each.
   for (;;) {
-    const char* const escaped = std::find_if_not(cursor, end, isUnescaped);
+    const char* const escaped =
+        std::find_if(cursor, end, [](char c) { return !kUnescaped[static_cast<unsigned char>(c)]; });
     out = std::copy(cursor, escaped, out);
     if (escaped == end) return out;
     const auto byte = static_cast<unsigned char>(*escaped);
