@@ -20,7 +20,9 @@ TEST(NumberTextTest, IntegersMatchPrintf) {
                             -2147483648LL, 4294967295LL, 1234567,   -987654321,
                             std::numeric_limits<int64_t>::max(), std::numeric_limits<int64_t>::min()};
   for (int64_t value : values) {
-    EXPECT_EQ(integerText(value), formatPosix("%lld", static_cast<long long>(value))) << value;
+    char text[kIntegerTextSize];
+    EXPECT_EQ(std::string(text, writeIntegerText(text, value)), formatPosix("%lld", static_cast<long long>(value)))
+        << value;
   }
 }
 
@@ -32,9 +34,10 @@ TEST(NumberTextTest, DwellMinutesMatchPrintfOverASweep) {
   for (uint32_t dwell = 0; dwell <= 100000; ++dwell) {
     const double minutes = static_cast<double>(static_cast<float>(dwell) / 60.0f);
     const std::string expected = formatPosix("%.2f", minutes);
-    const std::string actual = fixedText(minutes, 2);
-    if (actual != expected && ++mismatches <= 5) {
-      ADD_FAILURE() << "dwell " << dwell << ": " << actual << " instead of " << expected;
+    for (const std::string& actual : {fixedText(minutes, 2), hundredthsText(static_cast<float>(minutes))}) {
+      if (actual != expected && ++mismatches <= 5) {
+        ADD_FAILURE() << "dwell " << dwell << ": " << actual << " instead of " << expected;
+      }
     }
   }
   EXPECT_EQ(mismatches, 0);
@@ -44,6 +47,9 @@ TEST(NumberTextTest, DwellMinutesMatchPrintfOverASweep) {
 TEST(NumberTextTest, ExactHalvesRoundToEvenLikePrintf) {
   const double halves2[] = {0.125, 0.375, 0.625, 0.875, 1.125, 2.5 / 4, 1666.625, -0.125, 0.005, 1.015};
   for (double value : halves2) EXPECT_EQ(fixedText(value, 2), formatPosix("%.2f", value)) << value;
+  for (float value : {0.125f, 0.375f, 0.625f, 1666.625f, 7158278.5f, 0.0f, -0.0f, -0.125f, 1e20f}) {
+    EXPECT_EQ(hundredthsText(value), formatPosix("%.2f", static_cast<double>(value))) << value;
+  }
   EXPECT_EQ(fixedText(0.125, 2), "0.12");
   EXPECT_EQ(fixedText(0.375, 2), "0.38");
 

@@ -25,13 +25,13 @@ using Arguments = ZVPing::TrackArguments;
 
 Keys keysOf(const PingParameters& p) {
   Keys keys;
-  for (const auto& [key, value] : p.entries()) keys.push_back(key);
+  for (const auto& [key, value] : p.entries()) keys.emplace_back(key);
   return keys;
 }
 
 std::string valueOf(const PingParameters& p, std::string_view key) {
-  const std::string* value = p.find(key);
-  return value ? *value : "<absent>";
+  const std::string_view* value = p.find(key);
+  return value ? std::string(*value) : "<absent>";
 }
 
 Keys operator+(Keys a, const Keys& b) {
@@ -190,6 +190,31 @@ TEST(PingParametersTest, TheWholeUrl) {
                 "h=example.com&d=news.example.com&g=12345&j=0&u=QUFFQ0F3UUZCZ2NJQ1"
                 "&t=QUFFQ0F3UUZCZ2NJQ1FvTERBME9Ed19f&p=/news/today&c=0.50&y=4000&o=750&x=1200&m=1500"
                 "&f=00001&R=1&W=0&I=0&E=12&e=3&Z=1&sd=2&sr=&sv=U0lURVZJU0lUVUlEVUlEVUlEVUlEVUlE&_");
+}
+
+// The keys and values are views into the parameters' own query text: they follow it when it
+// grows past the room reserved, and into copies and moved-to parameters.
+TEST(PingParametersTest, ViewsFollowTheTextWhenItGrowsIsCopiedOrMoved) {
+  Arguments a = test::typicalPingArguments();
+  a.page.title = std::string(1000, ' ');  // 3000 bytes escaped: more than a ping reserves
+  PingParameters copy, moved;
+  {
+    const PingParameters built = build(a, true);
+    copy = built;
+    PingParameters temporary(built);
+    moved = std::move(temporary);
+  }
+  std::string spaces;
+  for (int i = 0; i < 1000; ++i) spaces += "%20";
+  for (const PingParameters* p : {&copy, &moved}) {
+    EXPECT_EQ(keysOf(*p), kEveryPing + Keys({"sd", "sr", "sv"}) + kFullPing + Keys({"r", "D"}));
+    EXPECT_EQ(valueOf(*p, "i"), spaces);
+    EXPECT_EQ(valueOf(*p, "V"), "1009");
+    const std::string_view text = p->query();
+    for (const auto& [key, value] : p->entries()) {
+      EXPECT_TRUE(std::less_equal<>{}(text.data(), key.data()) && std::less_equal<>{}(value.end(), text.end())) << key;
+    }
+  }
 }
 
 TEST(PingParametersTest, NumbersUseAPointUnderADecimalCommaLocale) {

@@ -31,7 +31,7 @@ void Identity::remembeUserVisit() {
 bool Identity::isUserNew() {
   const double now = clock_.now();
   // Without a first visit the interval counts from the reference date: never new.
-  const double first = storedDate(store_, kZVUserFirstVisitTrackingKey, gate_).value_or(0.0);
+  const double first = storedDate(store_, storeKeys().userFirstVisit, gate_).value_or(0.0);
   return now - first < kNewUserSeconds;
 }
 

@@ -12,37 +12,37 @@ std::string SiteVisit::generateSiteVisitUid() { return zelvo::generateSiteVisitU
 // The site-visit writes are not synchronized: the store makes them durable by itself shortly.
 
 void SiteVisit::storeSiteVisitId(const std::optional<std::string>& uid) {
-  if (store_) store_->set(kSiteVisitUidKey, uid ? Value(*uid) : Value());
+  if (store_) store_->set(storeKeys().siteVisitUid, uid ? Value(*uid) : Value());
 }
 
 std::optional<std::string> SiteVisit::getSiteVisitId() const {
-  return storedString(store_, kSiteVisitUidKey, gate_);
+  return storedString(store_, storeKeys().siteVisitUid, gate_);
 }
 
 void SiteVisit::storeSiteVisitDepth(int64_t depth) {
-  if (store_) store_->set(kSiteVisitDepthKey, Value(depth));
+  if (store_) store_->set(storeKeys().siteVisitDepth, Value(depth));
 }
 
 int64_t SiteVisit::getSiteVisitDepth() const {
   if (!store_) return 0;
-  std::optional<Value> depth = store_->get(kSiteVisitDepthKey);
+  std::optional<Value> depth = store_->get(storeKeys().siteVisitDepth);
   return depth ? depth->longLongValue() : 0;
 }
 
 void SiteVisit::storeSiteVisitReferrer(const std::optional<std::string>& referrer) {
-  if (store_) store_->set(kSiteVisitReferrerKey, referrer ? Value(*referrer) : Value());
+  if (store_) store_->set(storeKeys().siteVisitReferrer, referrer ? Value(*referrer) : Value());
 }
 
 std::optional<std::string> SiteVisit::getSiteVisitReferrer() const {
-  return storedString(store_, kSiteVisitReferrerKey, gate_);
+  return storedString(store_, storeKeys().siteVisitReferrer, gate_);
 }
 
 void SiteVisit::storeSiteVisitRefreshTime(double date) {
-  if (store_) store_->set(kSiteVisitRefreshTimeKey, Value(Date{date}));
+  if (store_) store_->set(storeKeys().siteVisitRefreshTime, Value(Date{date}));
 }
 
 std::optional<double> SiteVisit::getSiteVisitRefreshTime() const {
-  return storedDate(store_, kSiteVisitRefreshTimeKey, gate_);
+  return storedDate(store_, storeKeys().siteVisitRefreshTime, gate_);
 }
 
 bool SiteVisit::hasSiteVisitExpired() const {

@@ -1,15 +1,23 @@
 #include "identity/stored_values.h"
 
+#include "zelvo/constants.h"
+
 namespace zelvo {
 namespace {
 
-void logUnexpected(const LogGate& gate, const char* key, const char* expected) {
-  gate.standard([&] { return std::string("[ZV]:Ignoring stored ") + key + ": not a " + expected; });
+void logUnexpected(const LogGate& gate, const std::string& key, const char* expected) {
+  gate.standard([&] { return "[ZV]:Ignoring stored " + key + ": not a " + expected; });
 }
 
 }  // namespace
 
-std::optional<double> storedDate(const KeyValueStore* store, const char* key, const LogGate& gate) {
+const StoreKeys& storeKeys() {
+  static const StoreKeys* const keys = new StoreKeys{kZVUserFirstVisitTrackingKey, kSiteVisitUidKey, kSiteVisitDepthKey,
+                                                     kSiteVisitReferrerKey, kSiteVisitRefreshTimeKey};
+  return *keys;
+}
+
+std::optional<double> storedDate(const KeyValueStore* store, const std::string& key, const LogGate& gate) {
   if (!store) return std::nullopt;
   std::optional<Value> value = store->get(key);
   if (!value) return std::nullopt;
@@ -18,7 +26,7 @@ std::optional<double> storedDate(const KeyValueStore* store, const char* key, co
   return std::nullopt;
 }
 
-std::optional<std::string> storedString(const KeyValueStore* store, const char* key, const LogGate& gate) {
+std::optional<std::string> storedString(const KeyValueStore* store, const std::string& key, const LogGate& gate) {
   if (!store) return std::nullopt;
   std::optional<Value> value = store->get(key);
   if (!value) return std::nullopt;

@@ -14,7 +14,14 @@ namespace zelvo {
 PingParameters buildParameters(const ZVPing::TrackArguments& arguments, bool full, bool& referrerSent,
                                const LogGate* gate);
 
-// `base`, the "k=v" pairs joined by "&", then "&_".
+// What ends every ping URL.
+inline constexpr std::string_view kPingUrlEnd = "&_";
+
+// `base`, the "k=v" pairs joined by "&", then kPingUrlEnd.
 std::string composePingUrl(std::string_view base, const PingParameters& parameters);
+
+// Writes `text` percent-encoded as ZVPing::urlEncode() does at `out`, which has room for three
+// bytes per byte of text; returns the end of what was written.
+char* percentEncode(std::string_view text, char* out);
 
 }  // namespace zelvo

@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <array>
 
 #include "ping/ping_url.h"
@@ -18,21 +19,27 @@ constexpr std::array<bool, 256> kUnescaped = [] {
 
 }  // namespace
 
-std::string ZVPing::urlEncode(std::string_view text) {
+char* percentEncode(std::string_view text, char* out) {
   static constexpr char kHex[] = "0123456789ABCDEF";
-  // One pass into room for the worst case, then cut to what was written.
-  std::string out(3 * text.size(), '\0');
-  char* cursor = out.data();
-  for (unsigned char byte : text) {
-    if (kUnescaped[byte]) {
-      *cursor++ = static_cast<char>(byte);
-    } else {
-      *cursor++ = '%';
-      *cursor++ = kHex[byte >> 4];
-      *cursor++ = kHex[byte & 0x0F];
-    }
+  const char* cursor = text.data();
+  const char* const end = cursor + text.size();
+  // Runs of bytes that go out as they are, copied whole, and an escape after each.
+  for (;;) {
+    const char* const escaped =
+        std::find_if(cursor, end, [](char c) { return !kUnescaped[static_cast<unsigned char>(c)]; });
+    out = std::copy(cursor, escaped, out);
+    if (escaped == end) return out;
+    const auto byte = static_cast<unsigned char>(*escaped);
+    *out++ = '%';
+    *out++ = kHex[byte >> 4];
+    *out++ = kHex[byte & 0x0F];
+    cursor = escaped + 1;
   }
-  out.resize(static_cast<std::size_t>(cursor - out.data()));
+}
+
+std::string ZVPing::urlEncode(std::string_view text) {
+  std::string out(3 * text.size(), '\0');
+  out.resize(static_cast<std::size_t>(percentEncode(text, out.data()) - out.data()));
   return out;
 }
 
@@ -52,40 +59,16 @@ std::string ZVPing::encodeAndJoinArray(const StringList& array) {
   return joined;
 }
 
-std::string ZVPing::appendKey(std::string_view key, std::string_view value, std::string requestString) {
-  if (!requestString.empty()) requestString.push_back('&');
-  requestString.append(key).push_back('=');
-  requestString.append(value);
-  return requestString;
-}
-
 std::string composePingUrl(std::string_view base, const PingParameters& parameters) {
-  std::size_t length = base.size() + 2;
-  for (const auto& [key, value] : parameters.entries()) length += key.size() + value.size() + 2;
-  // Written in place into a buffer sized once: the same text as appendKey() of each pair in
-  // turn, without a string passed in and out per pair.
-  std::string url(length, '\0');
-  char* cursor = url.data();
-  auto put = [&cursor](std::string_view text) {
-    text.copy(cursor, text.size());
-    cursor += text.size();
-  };
-  put(base);
-  bool first = true;
-  for (const auto& [key, value] : parameters.entries()) {
-    if (!first) *cursor++ = '&';
-    first = false;
-    put(key);
-    *cursor++ = '=';
-    put(value);
-  }
-  put("&_");
-  url.resize(static_cast<std::size_t>(cursor - url.data()));
+  const std::string_view query = parameters.query();
+  std::string url;
+  url.reserve(base.size() + query.size() + kPingUrlEnd.size());
+  url.append(base).append(query).append(kPingUrlEnd);
   return url;
 }
 
 std::string ZVPing::getPingUrl(const PingParameters& parameters) const {
-  return composePingUrl(usePong() ? kZVPongURLBase : kZVPingURLBase, parameters);
+  return composePingUrl(pingBase(), parameters);
 }
 
 }  // namespace zelvo

@@ -10,74 +10,82 @@ namespace zelvo {
 namespace {
 
 // Unsigned 32-bit counters go out with "%d", as the signed integer of their bits.
-std::string asWireInt(uint32_t value) { return integerText(asSigned32(value)); }
+int64_t asWireInt(uint32_t value) { return asSigned32(value); }
 
-// Nineteen keys on every ping, four that depend on other values, thirteen on a full ping
-// ("v" and "r" never go together).
-constexpr std::size_t kMostKeys = 19 + 4 + 13;
+// Nineteen keys on every ping and four that depend on other values; thirteen more on a full
+// ping ("v" and "r" never go together). A regular ping is kept with room for its own keys only.
+constexpr std::size_t kMostRegularKeys = 19 + 4;
+constexpr std::size_t kMostKeys = kMostRegularKeys + 13;
 
-std::string asWireFlag(bool value) { return value ? "1" : "0"; }
+// Room for the query text of a typical ping (about 270 bytes regular, 550 full), so that its
+// buffer is made once.
+constexpr std::size_t kRegularQueryBytes = 384;
+constexpr std::size_t kFullQueryBytes = 768;
 
-std::string orEmpty(const std::optional<std::string>& text) { return text.value_or(std::string()); }
+std::string_view asWireFlag(bool value) { return value ? "1" : "0"; }
+
+std::string_view orEmpty(const std::optional<std::string>& text) {
+  return text ? std::string_view(*text) : std::string_view();
+}
 
 }  // namespace
 
 PingParameters buildParameters(const ZVPing::TrackArguments& a, bool full, bool& referrerSent,
                                const LogGate* gate) {
   PingParameters p;
-  p.reserve(kMostKeys);
-  p.add("h", ZVPing::urlEncode(a.page.domain ? a.page.domain : a.page.appid));
-  p.add("d", ZVPing::urlEncode(a.page.subDomain ? a.page.subDomain : a.page.appid));
-  p.add("g", asWireInt(a.trackAccountID));
-  p.add("j", asWireInt(a.decay));
+  p.reserve(full ? kFullQueryBytes : kRegularQueryBytes, full ? kMostKeys : kMostRegularKeys);
+  p.addEncoded("h", orEmpty(a.page.domain ? a.page.domain : a.page.appid));
+  p.addEncoded("d", orEmpty(a.page.subDomain ? a.page.subDomain : a.page.appid));
+  p.addInteger("g", asWireInt(a.trackAccountID));
+  p.addInteger("j", asWireInt(a.decay));
   p.add("u", orEmpty(a.userToken));
   p.add("t", orEmpty(a.sessionToken));
-  p.add("p", ZVPing::urlEncode(a.page.viewId));
+  p.addEncoded("p", orEmpty(a.page.viewId));
   // Dwell time in minutes; the division is done in single precision.
-  p.add("c", fixedText(static_cast<double>(static_cast<float>(a.dwellTime) / 60.0f), 2));
-  p.add("y", asWireInt(truncateToUInt32(a.contentHeight)));
-  p.add("o", asWireInt(truncateToUInt32(a.contentWidth)));
-  p.add("x", asWireInt(truncateToUInt32(a.scrollPosition)));
-  p.add("m", asWireInt(a.maxScrollPosition));
+  p.add("c", hundredthsText(static_cast<float>(a.dwellTime) / 60.0f));
+  p.addInteger("y", asWireInt(truncateToUInt32(a.contentHeight)));
+  p.addInteger("o", asWireInt(truncateToUInt32(a.contentWidth)));
+  p.addInteger("x", asWireInt(truncateToUInt32(a.scrollPosition)));
+  p.addInteger("m", asWireInt(a.maxScrollPosition));
   p.add("f", orEmpty(a.frequency));
   // Exactly one of read, written and idle: writing wins over reading.
   p.add("R", asWireFlag(a.userRead && !a.userWrote));
   p.add("W", asWireFlag(a.userWrote));
   p.add("I", asWireFlag(!a.userRead && !a.userWrote));
-  p.add("E", asWireInt(a.engagedSeconds));
-  p.add("e", asWireInt(a.engagedSecondsSinceLastPing));
-  p.add("Z", asWireInt(a.pingEndpointVersion));
+  p.addInteger("E", asWireInt(a.engagedSeconds));
+  p.addInteger("e", asWireInt(a.engagedSecondsSinceLastPing));
+  p.addInteger("Z", asWireInt(a.pingEndpointVersion));
 
   if (a.siteVisitDepth != 0 && a.siteVisitUid) {
-    p.add("sd", integerText(a.siteVisitDepth));
+    p.addInteger("sd", a.siteVisitDepth);
     p.add("sr", orEmpty(a.siteVisitReferrer));
     p.add("sv", *a.siteVisitUid);
   }
-  if (a.page.subscriptionState) p.add("_acct", ZVPing::urlEncode(a.page.subscriptionState));
+  if (a.page.subscriptionState) p.addEncoded("_acct", *a.page.subscriptionState);
   if (!full) return p;
 
   p.add("n", asWireFlag(a.new_));
-  p.add("i", ZVPing::urlEncode(a.page.title));
+  p.addEncoded("i", orEmpty(a.page.title));
   p.add("g0", ZVPing::encodeAndJoinArray(a.page.sections));
   p.add("g1", ZVPing::encodeAndJoinArray(a.page.authors));
   p.add("g2", ZVPing::encodeAndJoinArray(a.page.zones));
-  p.add("w", asWireInt(truncateToUInt32(a.screenHeight)));
-  p.add("S", asWireInt(truncateToUInt32(a.screenWidth)));
+  p.addInteger("w", asWireInt(truncateToUInt32(a.screenHeight)));
+  p.addInteger("S", asWireInt(truncateToUInt32(a.screenWidth)));
   p.add("lg", a.page.location ? fixedText(a.page.location->longitude, 6) : std::string());
   p.add("lt", a.page.location ? fixedText(a.page.location->latitude, 6) : std::string());
   p.add("V", orEmpty(a.sdkVersion));
   // "v" is decided before "r", so the first full ping of an object carries the app referrer
   // and the later ones carry the last path instead.
-  if (a.lastPath && !a.lastPath->empty() && referrerSent) p.add("v", ZVPing::urlEncode(a.lastPath));
+  if (a.lastPath && !a.lastPath->empty() && referrerSent) p.addEncoded("v", *a.lastPath);
   if (!referrerSent) {
-    p.add("r", ZVPing::urlEncode(a.page.appReferrer));
+    p.addEncoded("r", orEmpty(a.page.appReferrer));
     referrerSent = true;
   }
   if (a.previousSessionToken) p.add("D", *a.previousSessionToken);
   const Value::Dictionary* idSync = a.page.idSync ? a.page.idSync->asDictionary() : nullptr;
   if (idSync && !idSync->empty()) {
     std::optional<std::string> json = ZVPing::jsonEncode(*a.page.idSync, gate);
-    p.add("_s", ZVPing::urlEncode(json));
+    p.addEncoded("_s", orEmpty(json));
   }
   return p;
 }
@@ -116,7 +124,8 @@ void ZVPing::trackAccountID(const TrackArguments& arguments) {
   }
 
   PingParameters parameters = buildParameters(arguments, full, referrerSent, gate_.get());
-  sendPing(std::move(parameters), orEmpty(arguments.page.userAgent), 1);
+  const std::optional<std::string>& userAgent = arguments.page.userAgent;
+  sendPing(std::move(parameters), userAgent ? std::string_view(*userAgent) : std::string_view(), 1);
 }
 
 }  // namespace zelvo

@@ -1,9 +1,6 @@
-#include <algorithm>
-#include <functional>
-
 #include "common/format.h"
 #include "ping/date_text.h"
-#include "ping/zv_ping.h"
+#include "ping/ping_url.h"
 #include "zelvo/constants.h"
 
 namespace zelvo {
@@ -49,8 +46,9 @@ ZVPing::ZVPing(Services services, std::shared_ptr<const LogGate> gate, std::shar
       gate_(std::move(gate)),
       status_(status ? std::move(status) : std::make_shared<PingStatus>(services_.mainLoop)) {}
 
-void ZVPing::sendPing(PingParameters params, std::string userAgent, int numRetry) {
-  std::string url = getPingUrl(params);
+void ZVPing::sendPing(PingParameters params, std::string_view userAgent, int numRetry) {
+  const std::string_view base = pingBase();
+  std::string url = composePingUrl(base, params);
   if (!services_.http.acceptsUrl(url)) {
     gate_->error([&] { return "[ZV]:Dropping ping, its URL is not valid: " + url; });
     status_->record({ZVPingOutcome::Kind::kFailed, url, 0, "not sent: the URL is not a valid https URL"});
@@ -63,7 +61,7 @@ void ZVPing::sendPing(PingParameters params, std::string userAgent, int numRetry
   }
   {
     std::lock_guard lock(mutex_);
-    rememberRequest(url, RequestRecord{std::move(params), userAgent, numRetry});
+    rememberRequest(base, RequestRecord{std::move(params), std::string(userAgent), numRetry});
   }
 
   HttpRequest request;
@@ -87,7 +85,7 @@ void ZVPing::sendPing(PingParameters params, std::string userAgent, int numRetry
     }
   });
 
-  gate_->standard([&] { return "[ZV]:userAgent: " + userAgent; });
+  gate_->standard([&] { return std::string("[ZV]:userAgent: ").append(userAgent); });
   gate_->standard([&] { return "[ZV]:Pinging URL: " + url; });
   announce(kZVWillSendPingRequestNotification, url);
 }
@@ -109,16 +107,25 @@ void ZVPing::announce(const char* name, const std::string& url) const {
   }
 }
 
-ZVPing::StoredRequests::const_iterator ZVPing::findRequest(const std::string& url, std::size_t urlHash) const {
-  return std::find_if(previousRequests_.begin(), previousRequests_.end(),
-                      [&](const StoredRequest& entry) { return entry.urlHash == urlHash && entry.url == url; });
+bool ZVPing::StoredRequest::hasUrl(std::string_view url) const {
+  const std::string_view query = record.params.query();
+  return url.size() == base.size() + query.size() + kPingUrlEnd.size() && url.starts_with(base) &&
+         url.substr(base.size(), query.size()) == query && url.ends_with(kPingUrlEnd);
 }
 
-void ZVPing::rememberRequest(std::string url, RequestRecord record) {
-  const std::size_t urlHash = std::hash<std::string>{}(url);
-  auto same = findRequest(url, urlHash);
-  if (same != previousRequests_.end()) previousRequests_.erase(same);
-  previousRequests_.push_back(StoredRequest{std::move(url), urlHash, std::move(record)});
+std::string_view ZVPing::pingBase() const {
+  return usePong_.load(std::memory_order_relaxed) ? kZVPongURLBase : kZVPingURLBase;
+}
+
+const ZVPing::StoredRequest* ZVPing::findRequest(std::string_view url) const {
+  for (auto it = previousRequests_.rbegin(); it != previousRequests_.rend(); ++it) {
+    if (it->hasUrl(url)) return &*it;
+  }
+  return nullptr;
+}
+
+void ZVPing::rememberRequest(std::string_view base, RequestRecord record) {
+  previousRequests_.push_back(StoredRequest{base, std::move(record)});
   if (previousRequests_.size() > kMaxPreviousRequests) previousRequests_.pop_front();
 }
 
@@ -138,7 +145,7 @@ void ZVPing::handlePingRequestResponse(const HttpResponse& response) {
       }
       status_->record({ZVPingOutcome::Kind::kResent, response.url, response.statusCode,
                        answered(response.statusCode) + ", sending again"});
-      sendPing(std::move(record->params), std::move(record->userAgent), record->numRetries + 1);
+      sendPing(std::move(record->params), record->userAgent, record->numRetries + 1);
       return;
     }
     case 503: {
@@ -183,15 +190,9 @@ void ZVPing::setReferrerSent(bool sent) {
   referrerSent_ = sent;
 }
 
-bool ZVPing::usePong() const {
-  std::lock_guard lock(mutex_);
-  return usePong_;
-}
+bool ZVPing::usePong() const { return usePong_.load(std::memory_order_relaxed); }
 
-void ZVPing::setUsePong(bool use) {
-  std::lock_guard lock(mutex_);
-  usePong_ = use;
-}
+void ZVPing::setUsePong(bool use) { usePong_.store(use, std::memory_order_relaxed); }
 
 bool ZVPing::lastWasError() const {
   std::lock_guard lock(mutex_);
@@ -205,9 +206,9 @@ std::optional<double> ZVPing::lockOutEnd() const {
 
 std::optional<ZVPing::RequestRecord> ZVPing::previousRequest(const std::string& url) const {
   std::lock_guard lock(mutex_);
-  auto it = findRequest(url, std::hash<std::string>{}(url));
-  if (it == previousRequests_.end()) return std::nullopt;
-  return it->record;
+  const StoredRequest* stored = findRequest(url);
+  if (!stored) return std::nullopt;
+  return stored->record;
 }
 
 std::size_t ZVPing::previousRequestCount() const {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <deque>
 #include <memory>
@@ -21,21 +22,49 @@
 
 namespace zelvo {
 
-// A ping's parameters: wire key to final value text, in the order they go on the wire.
-// The builder puts each key in once, so add() appends without looking for the key: a search
-// per key made the parameters cost more than the rest of the URL.
+// A ping's parameters, in the order they go on the wire, kept as the query text itself ("k=v"
+// pairs joined by "&") with a view of each key and value into it. Building a ping appends to
+// one buffer, and its URL is that text between the endpoint's base and "&_": no value is a
+// string of its own, copied into place one by one.
+// The builder puts each key in once, so add() appends without looking for the key.
 class PingParameters {
  public:
+  using Entry = std::pair<std::string_view, std::string_view>;
+
+  PingParameters() = default;
+  PingParameters(const PingParameters& other) { *this = other; }
+  PingParameters(PingParameters&& other) noexcept { *this = std::move(other); }
+  PingParameters& operator=(const PingParameters& other);
+  PingParameters& operator=(PingParameters&& other) noexcept;
+
   // `key` must not be present yet.
-  void add(std::string key, std::string value);
-  void reserve(std::size_t keys) { entries_.reserve(keys); }
-  const std::string* find(std::string_view key) const;
-  const std::vector<std::pair<std::string, std::string>>& entries() const { return entries_; }
+  void add(std::string_view key, std::string_view value);
+  // add() of `text` percent-encoded (ZVPing::urlEncode), written in place.
+  void addEncoded(std::string_view key, std::string_view text);
+  // add() of `value` as "%lld" writes it, written in place.
+  void addInteger(std::string_view key, int64_t value);
+  // Room for `bytes` of query text and `keys` pairs.
+  void reserve(std::size_t bytes, std::size_t keys);
+  // The value of `key`, or null.
+  const std::string_view* find(std::string_view key) const;
+  const std::vector<Entry>& entries() const { return entries_; }
   std::size_t size() const { return entries_.size(); }
-  friend bool operator==(const PingParameters&, const PingParameters&) = default;
+  // The pairs as they go on the wire.
+  std::string_view query() const { return {text_.get(), size_}; }
 
  private:
-  std::vector<std::pair<std::string, std::string>> entries_;
+  // Appends "&" (but before the first pair), `key` and "=", then room for a value of at most
+  // `valueSize` bytes, which the caller writes at the pointer returned and ends with endValue().
+  char* beginValue(std::string_view key, std::size_t valueSize);
+  void endValue(const char* end);
+  // A new buffer of `capacity` bytes with the text, and the views moved into it.
+  void moveText(std::size_t capacity);
+
+  // Not a std::string: the views into it must stay valid when the parameters are moved.
+  std::unique_ptr<char[]> text_;
+  std::size_t size_ = 0;
+  std::size_t capacity_ = 0;
+  std::vector<Entry> entries_;
 };
 
 // Sends pings: turns one ping's values into a URL, starts the GET, resends on 202 and 500,
@@ -109,8 +138,6 @@ class ZVPing : public std::enable_shared_from_this<ZVPing> {
 
   // Base of the endpoint in use, "k=v" pairs joined by "&", then "&_".
   std::string getPingUrl(const PingParameters& parameters) const;
-  // `requestString` with "&" (unless it is empty), key, "=", value appended; nothing escaped.
-  static std::string appendKey(std::string_view key, std::string_view value, std::string requestString);
   // Each element percent-encoded, joined by ","; nothing or an empty list gives "".
   static std::string encodeAndJoinArray(const StringList& array);
   // Percent-encodes every byte but A-Z a-z 0-9 - _ . ~ / ; nothing gives "".
@@ -126,7 +153,7 @@ class ZVPing : public std::enable_shared_from_this<ZVPing> {
   // whose URL is not a valid https URL is dropped (logged), and so is one beyond the bound on
   // pings in flight (counted as kSkippedBusy). Takes no lock while it calls the HTTP client
   // or posts.
-  void sendPing(PingParameters params, std::string userAgent, int numRetry);
+  void sendPing(PingParameters params, std::string_view userAgent, int numRetry);
   // The answer to a request: 200 posts did-send, 202/500 resend (up to the last resend, then
   // count as rejected), 503 locks out, others make the next ping full.
   void handlePingRequestResponse(const HttpResponse& response);
@@ -148,19 +175,21 @@ class ZVPing : public std::enable_shared_from_this<ZVPing> {
 
  private:
   struct StoredRequest {
-    std::string url;
-    // The URLs of one object share long prefixes; comparing hashes first spares a long
-    // compare with every record on each send.
-    std::size_t urlHash;
+    // The URL is not kept apart: it is `base` (the endpoint it went to), the query of the
+    // record's parameters, then "&_".
+    std::string_view base;
     RequestRecord record;
+    bool hasUrl(std::string_view url) const;
   };
   using StoredRequests = std::deque<StoredRequest>;
 
-  // The record stored under `url`, or end(). Called with mutex_ held.
-  StoredRequests::const_iterator findRequest(const std::string& url, std::size_t urlHash) const;
-  // Stores `record` under `url` as the newest one, dropping the oldest beyond the bound.
-  // Called with mutex_ held.
-  void rememberRequest(std::string url, RequestRecord record);
+  // The base of the endpoint in use.
+  std::string_view pingBase() const;
+  // The newest record stored under `url`, or null. Called with mutex_ held.
+  const StoredRequest* findRequest(std::string_view url) const;
+  // Stores `record`, sent to endpoint `base`, as the newest one, dropping the oldest beyond
+  // the bound. Called with mutex_ held.
+  void rememberRequest(std::string_view base, RequestRecord record);
   // Posts notification `name` with `url` as its user info, on the main thread.
   void announce(const char* name, const std::string& url) const;
 
@@ -175,11 +204,14 @@ class ZVPing : public std::enable_shared_from_this<ZVPing> {
   // without limit. That is safe for resends: a record is read only when the answer for its
   // URL arrives, within the 5-second timeout of its request, and in 5 seconds one object
   // sends a handful of pings (one per heartbeat period or tracked view, plus at most three
-  // resends each), far fewer than kMaxPreviousRequests.
+  // resends each), far fewer than kMaxPreviousRequests. A URL sent again (a resend) gets a
+  // record of its own after the earlier one, and lookups take the newest: a send searches
+  // nothing, and only the rare answer that asks for a resend compares URLs.
   StoredRequests previousRequests_;
   std::optional<double> lockOutEnd_;
   bool referrerSent_ = false;
-  bool usePong_ = false;
+  // Read on every send and set apart from the rest: no lock.
+  std::atomic<bool> usePong_{false};
 };
 
 }  // namespace zelvo

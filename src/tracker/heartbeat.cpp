@@ -28,9 +28,9 @@ void ZVTracker::Internal::dwellTick() {
   measurement.updateMaxScrollLocation(view.get());
 }
 
-ZVPing::TrackArguments ZVTracker::Internal::gatherPingArguments(bool isNew, bool fromDecay) {
+const ZVPing::TrackArguments& ZVTracker::Internal::gatherPingArguments(bool isNew, bool fromDecay) {
   const View* shown = view.get();
-  ZVPing::TrackArguments a;
+  ZVPing::TrackArguments& a = pingArguments;
   a.trackAccountID = uid;
   a.firstPing = fromDecay ? true : firstPing;
   a.new_ = isNew;
@@ -42,7 +42,7 @@ ZVPing::TrackArguments ZVTracker::Internal::gatherPingArguments(bool isNew, bool
   a.contentWidth = measurement.pointsToPixels(measurement.getContentWidth(shown));
   a.scrollPosition = measurement.pointsToPixels(measurement.isScrollView(shown) ? measurement.getContentOffset(shown).y : 0.0);
   a.maxScrollPosition = measurement.maxScrollPositionInPixels();
-  if (!fromDecay && firstPing) a.lastPath = lastId ? *lastId : std::string();
+  if (!fromDecay && firstPing && lastId) a.lastPath = *lastId;
   else a.lastPath = std::string();
   a.screenHeight = static_cast<float>(measurement.pointsToPixels(measurement.getScreenHeight()));
   a.screenWidth = static_cast<float>(measurement.pointsToPixels(measurement.getScreenWidth()));
@@ -52,7 +52,7 @@ ZVPing::TrackArguments ZVTracker::Internal::gatherPingArguments(bool isNew, bool
   a.engagedSeconds = engagement.engagedSeconds();
   a.engagedSecondsSinceLastPing = engagement.engagedSecondsSinceLastPing();
   a.pingEndpointVersion = static_cast<uint32_t>(kZVPingEndpointVersion);
-  a.sdkVersion = std::string(kZelvoSDKVersion);
+  a.sdkVersion = kZelvoSDKVersion;
   a.siteVisitDepth = siteVisit.getSiteVisitDepth();
   a.siteVisitReferrer = siteVisit.getSiteVisitReferrer();
   a.siteVisitUid = siteVisit.getSiteVisitId();
@@ -79,8 +79,7 @@ void ZVTracker::Internal::tick() {
     return formatPosix("[ZV]:Tick interval: %d, dwell: %d", asSigned32(schedule.interval()),
                        asSigned32(schedule.dwellTime()));
   });
-  ZVPing::TrackArguments arguments = gatherPingArguments(isNew, false);
-  ping->trackAccountID(arguments);
+  ping->trackAccountID(gatherPingArguments(isNew, false));
   engagement.resetPerPingEngagementMetrics();
   firstPing = false;
   lastId = page.viewId;
@@ -89,8 +88,7 @@ void ZVTracker::Internal::tick() {
 
 void ZVTracker::Internal::decayPing() {
   if (!schedule.sendingPings() || !collection->collecting()) return;
-  ZVPing::TrackArguments arguments = gatherPingArguments(identity.isUserNew(), true);
-  ping->trackAccountID(arguments);
+  ping->trackAccountID(gatherPingArguments(identity.isUserNew(), true));
   engagement.resetPerPingEngagementMetrics();
 }
 

@@ -88,7 +88,11 @@ struct ZVTracker::Internal {
   void decayPing();
   // The 38 values of a ping, read in the order the protocol fixes (the measurements have
   // side effects on the platform). A decay ping is always first and has no last path.
-  ZVPing::TrackArguments gatherPingArguments(bool isNew, bool fromDecay);
+  // Written over `pingArguments`, valid until the next ping.
+  const ZVPing::TrackArguments& gatherPingArguments(bool isNew, bool fromDecay);
+  // The values of the last ping. Kept and overwritten rather than made anew: most of their text
+  // (the page's, the tokens) is the same from one ping to the next and reuses its storage.
+  ZVPing::TrackArguments pingArguments;
   // The services a ping sender uses: the gate's HTTP client, so privacy holds at one seam.
   ZVPing::Services pingServices() const {
     return {platform, platform->httpClient(), platform->clock(), platform->mainRunLoop(), platform->notificationCenter()};

@@ -68,6 +68,11 @@ TEST(PingUrlCheckTest, AcceptsPingUrls) {
     EXPECT_TRUE(acceptsHttpsUrl(url)) << url;
     EXPECT_EQ(isPlainHttpsUrl(url), url[8] != '[' && url[8] != '1') << url;  // the testing check: names only
   }
+  // Long queries are read eight bytes at a time: an escape anywhere among them.
+  for (std::size_t at = 0; at < 16; ++at) {
+    const std::string url = "https://host/ping?" + std::string(at, 'a') + "%2f" + std::string(16, 'b');
+    EXPECT_TRUE(acceptsHttpsUrl(url) && isPlainHttpsUrl(url)) << url;
+  }
 }
 
 TEST(PingUrlCheckTest, RefusesWhatCurlWouldSendDifferentlyOrNotAtAll) {
@@ -89,6 +94,13 @@ TEST(PingUrlCheckTest, RefusesWhatCurlWouldSendDifferentlyOrNotAtAll) {
                           "https://h\xC3\xA9st/ping?_", "https://user@host/ping?_"}) {
     EXPECT_FALSE(acceptsHttpsUrl(url)) << url;
     EXPECT_FALSE(isPlainHttpsUrl(url)) << url;  // never looser than curl's
+  }
+  // Wherever the bad byte falls among eight plain ones of a long query.
+  for (std::size_t at = 0; at < 24; ++at) {
+    std::string url = "https://host/ping?" + std::string(32, 'x');  // no hex digit after a "%"
+    url[18 + at] = at % 2 == 0 ? ' ' : '%';
+    EXPECT_FALSE(acceptsHttpsUrl(url)) << url;
+    EXPECT_FALSE(isPlainHttpsUrl(url)) << url;
   }
   // A NUL would end the string curl reads, and the rest go unchecked.
   EXPECT_FALSE(acceptsHttpsUrl(std::string_view("https://host/ping?u=a\0b", 23)));
