@@ -145,6 +145,9 @@ TEST(PingParametersTest, JsonTakesWellFormedUtf8Only) {
     EXPECT_FALSE(isWellFormedUtf8(bad)) << bad;
     EXPECT_EQ(sink.count("[ZV]:Couldn't encode JSON object: a string is not valid UTF-8"), 1u) << bad;
   }
+  sink.clear();
+  EXPECT_FALSE(ZVPing::jsonEncode(Value(Value::Dictionary{{"\xC3\x28", Value(1)}}), &gate));
+  EXPECT_EQ(sink.count("[ZV]:Couldn't encode JSON object: a key is not valid UTF-8"), 1u);
 }
 
 TEST(PingParametersTest, IdentitySyncThatIsNotJsonSendsEmptyAndLogsTwoLines) {

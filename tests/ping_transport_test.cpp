@@ -134,6 +134,33 @@ TEST_F(PingTransportTest, EveryAttemptEndsInExactlyOneOutcome) {
   }
 }
 
+// An answer to a ping whose sender a new start replaced is counted with what it was, and nothing
+// more is done about it: no resend, no lock-out.
+TEST_F(PingTransportTest, AnAnswerAfterANewStartIsCountedOnly) {
+  using Answer = ScriptedHttpClient::Answer;
+  const struct {
+    Answer answer;
+    const char* counted;
+    const char* lastError;
+  } cases[] = {
+      {Answer::withStatus(200), "attempted 1, delivered 1", ""},
+      {Answer::withStatus(503), "attempted 1, over capacity 1", "answered 503 after the tracker started again"},
+      {Answer::withStatus(500), "attempted 1, rejected 1", "answered 500 after the tracker started again"},
+  };
+  for (const auto& row : cases) {
+    auto status = std::make_shared<PingStatus>(fakes_->loop);
+    ping_ = std::make_shared<ZVPing>(services(), gate_, status);
+    http().enqueue(row.answer);
+    const std::size_t sent = http().requestCount() + track(true);
+    ping_ = std::make_shared<ZVPing>(services(), gate_, status);
+    http().deliverPending();
+    EXPECT_EQ(counts(status->snapshot()), row.counted) << row.counted;
+    EXPECT_EQ(status->snapshot().lastError, row.lastError);
+    EXPECT_EQ(http().requestCount(), sent) << "no resend";
+    EXPECT_FALSE(ping_->lockOutEnd());
+  }
+}
+
 // A slow server cannot make pings pile up: past the bound, each is skipped and counted.
 TEST_F(PingTransportTest, PingsBeyondTheBoundInFlightAreSkippedAsBusy) {
   http().setDefaultAnswer(ScriptedHttpClient::Answer::withStatus(200));
