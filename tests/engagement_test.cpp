@@ -13,6 +13,7 @@ class EngagementComponentTest : public ComponentTest {
 };
 
 TEST_F(EngagementComponentTest, AGrantReplacesTheCreditAndEachSecondSpendsOne) {
+  EXPECT_FALSE(engagement.userReadSinceLastPing()) << "nothing read yet";
   engagement.loadEngagementWindow();
   ASSERT_EQ(engagement.engagementWindow(), 4u);
   engagement.userEngaged(false);
@@ -38,11 +39,18 @@ TEST_F(EngagementComponentTest, AGrantReplacesTheCreditAndEachSecondSpendsOne) {
 }
 
 // How the window follows the store and the configuration is in
-// tests/scenarios/engagement_window.jsonl; a stored zero is taken as it is.
-TEST_F(EngagementComponentTest, AStoredZeroWindowIsTakenAsItIs) {
+// tests/scenarios/engagement_window.jsonl; a stored zero is taken as it is, and a fetched
+// window is written through at once, as it came.
+TEST_F(EngagementComponentTest, AStoredZeroWindowIsTakenAsItIsAndAFetchedOneWrittenThrough) {
   store.set(kZVEngagementWindowKey, Value(0));
   engagement.loadEngagementWindow();
   EXPECT_EQ(engagement.engagementWindow(), 0u);
+  const int syncs = store.synchronizeCount();
+  engagement.updateEngagementWindow(
+      std::make_shared<const Value>(Value::Dictionary{{kZelvoConfigEngagementWindowKey, Value(7.9)}}));
+  EXPECT_EQ(engagement.engagementWindow(), 7u);
+  EXPECT_EQ(store.get(kZVEngagementWindowKey), Value(7.9));
+  EXPECT_EQ(store.synchronizeCount(), syncs + 1);
 }
 
 // Through the tracker: the hook and the lifecycle. What the pings say of it is in

@@ -146,6 +146,7 @@ TEST_F(PingTransportTest, AnAnswerAfterANewStartIsCountedOnly) {
       {Answer::withStatus(200), "attempted 1, delivered 1", ""},
       {Answer::withStatus(503), "attempted 1, over capacity 1", "answered 503 after the tracker started again"},
       {Answer::withStatus(500), "attempted 1, rejected 1", "answered 500 after the tracker started again"},
+      {Answer::error(), "attempted 1, other 1", "scripted transport error"},
   };
   for (const auto& row : cases) {
     auto status = std::make_shared<PingStatus>(fakes_->loop);

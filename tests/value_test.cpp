@@ -94,7 +94,7 @@ TEST(ValueTest, ParsersRejectGarbage) {
   }
   for (const char* text : {"", "[]", "{}", "{\"int\":\"1\"}", "{\"int\":1.5}", "{\"double\":\"nanx\"}",
                            "{\"int\":1,\"bool\":true}", "{\"array\":[{\"int\":1},2]}", "{\"what\":1}",
-                           "{\"int\":18446744073709551615}", "{\"dict\":[]}"}) {
+                           "{\"int\":18446744073709551615}", "{\"dict\":[]}", "{\"bool\":1}"}) {
     Value::ReadFailure failure = Value::ReadFailure::kTooDeep;
     EXPECT_FALSE(Value::fromTypedJson(text, &failure).has_value()) << text;
     EXPECT_EQ(failure, Value::ReadFailure::kMalformed) << text;
@@ -113,10 +113,12 @@ TEST(ValueTest, ReaderCornersAsTheTypedFormOfWhatTheyRead) {
                         Case{"0.001e-321", "{\"double\":0.0}"}, Case{"1e400", ""}, Case{"1000e-3000000000000", "{\"double\":0.0}"},
                         Case{"18446744073709551616", "{\"double\":1.8446744073709552e+19}"},
                         Case{"-9223372036854775809", "{\"double\":-9.223372036854776e+18}"}, Case{" true \0junk"sv, "{\"bool\":true}"},
-                        Case{"[1\0]"sv, ""}, Case{"-", ""}, Case{"1.", ""}, Case{".5", ""}, Case{"1e", ""}, Case{"+1", ""}, Case{"-01", ""}}) {
+                        Case{"[1\0]"sv, ""}, Case{"{\"k\" : 1}", "{\"dict\":{\"k\":{\"int\":1}}}"}, Case{"-", ""}, Case{"1.", ""}, Case{".5", ""}, Case{"1e", ""}, Case{"+1", ""}, Case{"-01", ""}}) {
     const std::optional<Value> value = Value::fromJson(c.text);
     EXPECT_EQ(value ? value->toTypedJson().value() : "", c.typed) << c.text;
   }
+  // Too small to hold once its fraction's leading zeros are counted, though its exponent is positive.
+  EXPECT_EQ(Value::fromJson("0." + std::string(400, '0') + "1e5"), Value(0.0));
 }
 
 // What the writers write, byte for byte: stored rows and pings keep their text.
@@ -154,7 +156,8 @@ TEST(ValueTest, NestingIsBoundedInEveryReaderAndWriter) {
   }
 
   for (int depth : {kLimit + 1, 100000}) {
-    const std::string plain = repeated("[", depth) + "1" + repeated("]", depth);
+    // An escape in what is skipped past the limit is read over, not decoded.
+    const std::string plain = repeated("[", depth) + "\"\\u00e9\"" + repeated("]", depth);
     const std::string typed = repeated("{\"array\":[", depth) + "{\"nil\":null}" + repeated("]}", depth);
     Value::ReadFailure plainFailure = Value::ReadFailure::kMalformed;
     Value::ReadFailure typedFailure = Value::ReadFailure::kMalformed;
@@ -163,6 +166,10 @@ TEST(ValueTest, NestingIsBoundedInEveryReaderAndWriter) {
     EXPECT_EQ(plainFailure, Value::ReadFailure::kTooDeep) << depth;
     EXPECT_EQ(typedFailure, Value::ReadFailure::kTooDeep) << depth;
   }
+  // The typed text of a value n deep is 2n + 1 deep, and one level more is too deep already.
+  Value::ReadFailure failure = Value::ReadFailure::kMalformed;
+  EXPECT_FALSE(Value::fromTypedJson(repeated("{\"array\":[", kLimit) + "[{\"nil\":null}]" + repeated("]}", kLimit), &failure));
+  EXPECT_EQ(failure, Value::ReadFailure::kTooDeep);
 }
 
 }  // namespace
