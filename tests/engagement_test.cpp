@@ -83,6 +83,10 @@ TEST_F(EngagementTest, OnlyTouchesGrantAndEveryEventReachesTheApplication) {
   EXPECT_EQ(handled, 56);
   EXPECT_EQ(notifications, 50);
   EXPECT_EQ(in().engagement.remainingEngagedSeconds(), 4u) << "the credit stays at the window";
+  // The host's own engagement event, while the keyboard shows, is writing.
+  post(ApplicationEvent::kKeyboardDidShow);
+  tracker->registeredUserEngagementEvent();
+  EXPECT_TRUE(in().engagement.userWroteSinceLastPing());
 }
 
 TEST_F(EngagementTest, TheFirstReturnWithoutAFetchedConfigurationUsesFive) {

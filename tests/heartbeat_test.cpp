@@ -109,12 +109,15 @@ TEST_F(HeartbeatTest, StopTrackerFromAnotherThreadInvalidatesOnTheMainThreadToo)
     tracker->setSuffix(std::string("-x"));
     started = tracker->startTrackerWithAccountID(9, std::string("app"));
     tracker->setUserToken(std::string("host-token"));
+    tracker->registeredUserEngagementEvent();
   });
   setter.join();
   EXPECT_TRUE(started) << "a start carried to the main thread answers at once";
   EXPECT_FALSE(tracker->extraParams() || tracker->domain() || tracker->usePong() || tracker->suffix());
   EXPECT_NE(in().identity.sessionToken(), "host-token");
+  EXPECT_EQ(in().engagement.remainingEngagedSeconds(), 0u);
   platform->runLoop().runPendingTasks();
+  EXPECT_GT(in().engagement.remainingEngagedSeconds(), 0u);
   EXPECT_EQ(tracker->extraParams(), extra);
   EXPECT_TRUE(tracker->domain() && tracker->usePong() && tracker->suffix());
   EXPECT_EQ(in().identity.sessionToken(), "host-token");

@@ -69,6 +69,7 @@ TEST_F(IdentityTest, TheUserTokenIsMadeOnceStoredAndReusedUntilUnreadable) {
   gate.setDebugMode(true);
   const std::string token = restoredToken(&store).value();
   EXPECT_EQ(store.get(kZVPersistenTokenKey), Value(token));
+  EXPECT_EQ(store.synchronizeCount(), 1) << "a new token is written through at once";
   EXPECT_EQ(log.count("[ZV]:Created userToken: " + token), 1u);
   const int syncs = store.synchronizeCount();
   EXPECT_EQ(restoredToken(&store), token);

@@ -150,6 +150,14 @@ TEST(PingParametersTest, JsonTakesWellFormedUtf8Only) {
   EXPECT_EQ(sink.count("[ZV]:Couldn't encode JSON object: a key is not valid UTF-8"), 1u);
 }
 
+// Arrays nest as deep as the limit allows, and no deeper.
+TEST(PingParametersTest, JsonTakesArraysNestedToTheLimit) {
+  Value nested(1);
+  for (int i = 0; i < Value::kMaxNesting; ++i) nested = Value(Value::Array{std::move(nested)});
+  EXPECT_TRUE(ZVPing::jsonEncode(nested, nullptr));
+  EXPECT_FALSE(ZVPing::jsonEncode(Value(Value::Array{nested}), nullptr));
+}
+
 TEST(PingParametersTest, IdentitySyncThatIsNotJsonSendsEmptyAndLogsTwoLines) {
   testing::CapturingLogSink sink;
   LogGate gate(sink);

@@ -107,13 +107,14 @@ TEST(ValueTest, ReaderCornersAsTheTypedFormOfWhatTheyRead) {
   using namespace std::string_view_literals;
   for (const Case& c : {Case{"\xEF\xBB\xBF [1]", "{\"array\":[{\"int\":1}]}"}, Case{"\xEF\xBB[1]", ""}, Case{" \xEF\xBB\xBF[1]", ""},
                         Case{"\"\\u00e9\\ud83d\\ude00\\/\\b\"", "{\"string\":\"\xC3\xA9\xF0\x9F\x98\x80/\\b\"}"},
-                        Case{"\"\\ud800\"", ""}, Case{"\"\\udc00\"", ""}, Case{"\"\\ud800\\u0041\"", ""}, Case{"\"\\u12G4\"", ""},
+                        Case{"\"\\ud800\"", ""}, Case{"\"\\udc00\"", ""}, Case{"\"\\udfff\"", ""},
+                        Case{"\"\\udbff\\udfff\"", "{\"string\":\"\xF4\x8F\xBF\xBF\"}"}, Case{"\"\\ud800\\u0041\"", ""}, Case{"\"\\u12G4\"", ""},
                         Case{"\"\x01\"", ""}, Case{"\"\xED\xA0\x80\"", ""}, Case{"{\"a\":1,\"a\":2}", "{\"dict\":{\"a\":{\"int\":2}}}"},
                         Case{"-0", "{\"int\":0}"}, Case{"1E2", "{\"double\":100.0}"}, Case{"-1e-400", "{\"double\":-0.0}"},
                         Case{"0.001e-321", "{\"double\":0.0}"}, Case{"1e400", ""}, Case{"1000e-3000000000000", "{\"double\":0.0}"},
                         Case{"18446744073709551616", "{\"double\":1.8446744073709552e+19}"},
                         Case{"-9223372036854775809", "{\"double\":-9.223372036854776e+18}"}, Case{" true \0junk"sv, "{\"bool\":true}"},
-                        Case{"[1\0]"sv, ""}, Case{"{\"k\" : 1}", "{\"dict\":{\"k\":{\"int\":1}}}"}, Case{"-", ""}, Case{"1.", ""}, Case{".5", ""}, Case{"1e", ""}, Case{"+1", ""}, Case{"-01", ""}}) {
+                        Case{"[1\0]"sv, ""}, Case{"{\"k\" : 1, \"l\":2}", "{\"dict\":{\"k\":{\"int\":1},\"l\":{\"int\":2}}}"}, Case{"-", ""}, Case{"1.", ""}, Case{".5", ""}, Case{"1e", ""}, Case{"+1", ""}, Case{"-01", ""}}) {
     const std::optional<Value> value = Value::fromJson(c.text);
     EXPECT_EQ(value ? value->toTypedJson().value() : "", c.typed) << c.text;
   }
